@@ -51,6 +51,7 @@ extern "C" {
 #define LUM_CPU_FSRM        0x08000000ull
 #define LUM_CPU_AVX512BITALG 0x10000000ull
 #define LUM_CPU_AVX512VPOPCNTDQ 0x20000000ull
+#define LUM_CPU_PRFCHW      0x40000000ull  /* PREFETCHW */
 
 /* Stores the size in bytes of the largest data (or unified) cache into *pSize and
  * returns 0; nonzero when the size is unknown (then *pSize is not written). */

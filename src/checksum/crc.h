@@ -43,7 +43,7 @@ inline constexpr Variant<CrcKernel> kCrc32Variants[] = {
 };
 
 inline constexpr Variant<CrcKernel> kBz2Variants[] = {
-    {"avx512", kNeedAvx512Fold, avx512::bz2},
+    {"avx512", kNeedAvx512Fold | LUM_CPU_GFNI, avx512::bz2},
     {"avx2", kNeedAvx2Fold, avx2::bz2},
     {"clmul", kIsaClmul, clmul::bz2},
     {"ref", kIsaRef, ref::bz2},

@@ -17,9 +17,16 @@
 // nothing. This needs no Barrett constants and keeps the tail bit-identical to the
 // portable kernel by construction.
 //
-// The bzip2 CRC runs most-significant bit first: each 16-byte lane is byte-reversed
-// after loading so that bit 127 holds the first message bit, and reversed back
-// before the final store.
+// The bzip2 CRC runs most-significant bit first. Two ways to fold it:
+//  - byte-reversed lanes: each 16-byte lane is byte-reversed after loading, so
+//    that bit 127 holds the first message bit, and folded with natural-order
+//    constants; the block is reversed back before the final store;
+//  - mirrored bytes: reversing the bits of every byte turns an MSB-first CRC into
+//    the reflected CRC of the same polynomial (its state mirrored too, which for
+//    our byte-swapped state is again a per-byte mirror), so the CRC-32 constants
+//    apply as they are. With GFNI the mirror is one affine instruction that runs
+//    beside the carry-less products, where the byte shuffle would compete with
+//    them for the same port.
 //
 // Everything here has internal linkage: each variant source includes this header
 // once and keeps its own copy, compiled with its own instruction-set flags.
@@ -36,20 +43,29 @@
 namespace lumdc::crc {
 namespace {
 
+// How message bytes enter a lane (see above).
+enum class Lanes { AsLoaded, ByteReversed, BitsMirrored };
+
 struct Crc32Fold {
-    static constexpr bool kNatural = false;
+    static constexpr Lanes kLanes = Lanes::AsLoaded;
     static constexpr uint32_t kPoly = kPolyCrc32;
     static uint32_t finish(uint32_t c, const uint8_t* p, size_t n) { return sliceBy8(kCrc32Tables, c, p, n); }
 };
 
 struct Bz2Fold {
-    static constexpr bool kNatural = true;
+    static constexpr Lanes kLanes = Lanes::ByteReversed;
+    static constexpr uint32_t kPoly = kPolyCrc32;
+    static uint32_t finish(uint32_t c, const uint8_t* p, size_t n) { return sliceBy8(kBz2Tables, c, p, n); }
+};
+
+struct Bz2MirroredFold {
+    static constexpr Lanes kLanes = Lanes::BitsMirrored;
     static constexpr uint32_t kPoly = kPolyCrc32;
     static uint32_t finish(uint32_t c, const uint8_t* p, size_t n) { return sliceBy8(kBz2Tables, c, p, n); }
 };
 
 struct Crc32cFold {
-    static constexpr bool kNatural = false;
+    static constexpr Lanes kLanes = Lanes::AsLoaded;
     static constexpr uint32_t kPoly = kPolyCrc32c;
     static uint32_t finish(uint32_t c, const uint8_t* p, size_t n) { return crc32cHw(c, p, n); }
 };
@@ -68,39 +84,49 @@ inline __m128i const128(FoldConst k) { return _mm_set_epi64x(int64_t(k.hi), int6
 
 // Fold multipliers, evaluated at compile time.
 template <class Tr, size_t kBytes>
-inline constexpr FoldConst kFold = foldConst(Tr::kNatural, Tr::kPoly, kBytes);
+inline constexpr FoldConst kFold = foldConst(Tr::kLanes == Lanes::ByteReversed, Tr::kPoly, kBytes);
 
 // Per-lane multipliers that fold every lane of a vector onto its last lane.
 template <class Tr, size_t kLanes>
 struct LaneFold {
     FoldConst k[kLanes] = {};  // the last lane stays where it is
     constexpr LaneFold() {
-        for (size_t l = 0; l + 1 < kLanes; ++l) k[l] = foldConst(Tr::kNatural, Tr::kPoly, 16 * (kLanes - 1 - l));
+        for (size_t l = 0; l + 1 < kLanes; ++l)
+            k[l] = foldConst(Tr::kLanes == Lanes::ByteReversed, Tr::kPoly, 16 * (kLanes - 1 - l));
     }
 };
 
 // Below this many bytes the byte-level kernels are faster than setting up a fold.
 inline constexpr size_t kMinFoldBytes = 64;
 
+// Message bytes into lane order, and (the same map, being an involution) back.
+template <class V, class Tr, class T>
+T toLanes(T v) {
+    if constexpr (Tr::kLanes == Lanes::ByteReversed) return V::reverseLanes(v);
+    else if constexpr (Tr::kLanes == Lanes::BitsMirrored) return V::mirrorBits(v);
+    else return v;
+}
+
+template <class V, class Tr>
+__m128i toLanes128(__m128i v) {
+    if constexpr (Tr::kLanes == Lanes::ByteReversed) return reverseBytes128(v);
+    else if constexpr (Tr::kLanes == Lanes::BitsMirrored) return V::mirrorBits128(v);
+    else return v;
+}
+
 // V supplies the vector type of one width: load, withState (XOR the state into
-// the low 32 bits of lane 0), reverseLanes, broadcast, fold (as fold128 per lane),
-// and reduce (fold all lanes into the last one, per-lane constants given).
+// the low 32 bits of lane 0), reverseLanes (and mirrorBits where a variant folds
+// mirrored bytes), broadcast, fold (as fold128 per lane) and reduce (fold all
+// lanes into the last one, per-lane constants given).
 template <class V, class Tr>
 uint32_t foldCrc(uint32_t c, const uint8_t* p, size_t n) {
     using T = typename V::T;
     constexpr size_t W = V::kWidth;
     constexpr size_t kLanes = W / 16;
-    constexpr bool kNat = Tr::kNatural;
     if (n < kMinFoldBytes) return Tr::finish(c, p, n);
 
-    const auto load = [](const uint8_t* q) {
-        if constexpr (kNat) return V::reverseLanes(V::load(q));
-        else return V::load(q);
-    };
-    const auto loadFirst = [c](const uint8_t* q) {
-        if constexpr (kNat) return V::reverseLanes(V::withState(V::load(q), c));
-        else return V::withState(V::load(q), c);
-    };
+    const auto load = [](const uint8_t* q) { return toLanes<V, Tr>(V::load(q)); };
+    const auto loadFirst = [c](const uint8_t* q) { return toLanes<V, Tr>(V::withState(V::load(q), c)); };
 
     __m128i x;
     bool wide = false;
@@ -129,19 +155,17 @@ uint32_t foldCrc(uint32_t c, const uint8_t* p, size_t n) {
         static constexpr LaneFold<Tr, kLanes> kLaneFold;
         x = V::reduce(a, kLaneFold.k);
     } else {
-        x = _mm_xor_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), _mm_cvtsi32_si128(int(c)));
-        if constexpr (kNat) x = reverseBytes128(x);
+        x = toLanes128<V, Tr>(
+            _mm_xor_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), _mm_cvtsi32_si128(int(c))));
         p += 16;
         n -= 16;
     }
 
     const __m128i k16 = const128(kFold<Tr, 16>);
     for (; n >= 16; p += 16, n -= 16) {
-        __m128i next = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-        if constexpr (kNat) next = reverseBytes128(next);
-        x = fold128(x, k16, next);
+        x = fold128(x, k16, toLanes128<V, Tr>(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
     }
-    if constexpr (kNat) x = reverseBytes128(x);
+    x = toLanes128<V, Tr>(x);
     alignas(16) uint8_t block[16];
     _mm_store_si128(reinterpret_cast<__m128i*>(block), x);
     return Tr::finish(Tr::finish(0, block, 16), p, n);

@@ -53,7 +53,10 @@ uint64_t detectFeatures() {
     if (ymmOk && bit(c, 28)) f |= LUM_CPU_AVX;
 
     unsigned a81 = 0, b81 = 0, c81 = 0, d81 = 0;
-    if (__get_cpuid(0x80000001u, &a81, &b81, &c81, &d81) && bit(c81, 5)) f |= LUM_CPU_LZCNT;
+    if (__get_cpuid(0x80000001u, &a81, &b81, &c81, &d81)) {
+        if (bit(c81, 5)) f |= LUM_CPU_LZCNT;
+        if (bit(c81, 8)) f |= LUM_CPU_PRFCHW;
+    }
 
     if (maxLeaf >= 7) {
         __cpuid_count(7, 0, a, b, c, d);

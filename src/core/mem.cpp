@@ -74,8 +74,8 @@ const MemKernels kMemKernels = {copy, copyBlocksBackward, streamCopyBlocks,
 }  // namespace ref
 
 const MemVariant kMemVariants[3] = {
-    {"avx512", kIsaAvx512, &avx512::kMemKernels},
-    {"avx2", kIsaAvx2, &avx2::kMemKernels},
+    {"avx512", kIsaAvx512 | LUM_CPU_PRFCHW, &avx512::kMemKernels},
+    {"avx2", kIsaAvx2 | LUM_CPU_PRFCHW, &avx2::kMemKernels},
     {"ref", kIsaRef, &ref::kMemKernels},
 };
 

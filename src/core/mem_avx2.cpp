@@ -76,9 +76,15 @@ void copy(const uint8_t* src, uint8_t* dst, size_t n) {
     }
 }
 
+// As in the AVX-512 kernel: source prefetched and destination claimed for
+// writing 2 KiB ahead of the descending stream.
+constexpr ptrdiff_t kAhead = 2048;
+
 void copyBlocksBackward(const uint8_t* src, uint8_t* dst, size_t blocks) {
     while (blocks-- > 0) {
         const size_t o = blocks * 64;
+        _mm_prefetch(reinterpret_cast<const char*>(src + o) - kAhead, _MM_HINT_T0);
+        _m_prefetchw(dst + o - kAhead);
         const __m256i hi = load(src + o + 32), lo = load(src + o);
         _mm256_store_si256(reinterpret_cast<__m256i*>(dst + o + 32), hi);
         _mm256_store_si256(reinterpret_cast<__m256i*>(dst + o), lo);

@@ -1,0 +1,50 @@
+// Helpers shared by the benchmark binaries: aligned random buffers, a scope that
+// forces a kernel variant through the lumcore switch, and size labels.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+
+#include "lumcore.h"
+
+namespace lumbench {
+
+// 64-byte aligned random bytes, allocated once per size and kept for the run.
+inline uint8_t* randomBuffer(size_t n, uint64_t seed = 1) {
+    auto* p = static_cast<uint8_t*>(std::aligned_alloc(64, (n + 63) / 64 * 64 + 64));
+    std::mt19937_64 rng(seed);
+    for (size_t i = 0; i < n; i += 8) {
+        const uint64_t r = rng();
+        std::memcpy(p + i, &r, std::min<size_t>(8, n - i));
+    }
+    return p;
+}
+
+class ForceFeatures {
+public:
+    explicit ForceFeatures(uint64_t allowed) : previous_(lumcoreSetFeatureMask(allowed)) {}
+    ~ForceFeatures() { lumcoreSetFeatureMask(previous_); }
+
+private:
+    uint64_t previous_;
+};
+
+inline std::string sizeLabel(size_t n) {
+    if (n % (1 << 20) == 0) return std::to_string(n >> 20) + "MiB";
+    if (n % (1 << 10) == 0) return std::to_string(n >> 10) + "KiB";
+    return std::to_string(n) + "B";
+}
+
+inline bool hasFeatures(uint64_t mask) {
+    const uint64_t previous = lumcoreSetFeatureMask(~0ull);
+    const bool has = ownGetFeature(mask) != 0;
+    lumcoreSetFeatureMask(previous);
+    return has;
+}
+
+}  // namespace lumbench
