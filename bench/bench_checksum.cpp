@@ -1,4 +1,4 @@
-// Checksums and the large copy, ours beside the peers in one run:
+// Checksums, ours beside the peers in one run:
 //   <operation>/<impl>/<size>, impl = lumdc-<variant> (forced through the lumcore
 //   switch and called through the export) or the peer's name.
 
@@ -14,7 +14,6 @@
 #include "bench_util.h"
 #include "checksum/adler32.h"
 #include "checksum/crc.h"
-#include "core/mem.h"
 #include "lumdc.h"
 
 namespace {
@@ -50,32 +49,6 @@ void addOurs(const std::string& op, const lumdc::Variant<Fn> (&variants)[N], Run
     for (const auto& v : variants) add(op, std::string("lumdc-") + v.name, v.features, run);
 }
 
-void addCopies() {
-    for (size_t n : kSizes) {
-        static uint8_t* dst = lumbench::randomBuffer(64 << 20, 2);
-        auto reg = [n](const std::string& impl, uint64_t features, void (*copy)(const uint8_t*, uint8_t*, size_t)) {
-            benchmark::RegisterBenchmark(("copy/" + impl + "/" + lumbench::sizeLabel(n)).c_str(),
-                                         [=](benchmark::State& state) {
-                                             if (!lumbench::hasFeatures(features)) {
-                                                 state.SkipWithError("processor lacks the features");
-                                                 return;
-                                             }
-                                             lumbench::ForceFeatures only(features);
-                                             for (auto _ : state) {
-                                                 copy(data(n), dst, n);
-                                                 benchmark::ClobberMemory();
-                                             }
-                                             state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n));
-                                         });
-        };
-        for (const auto& v : lumdc::kMemVariants)
-            reg(std::string("lumdc-") + v.name, v.features, [](const uint8_t* s, uint8_t* d, size_t len) {
-                lumdc::ownCopyLarge_8u(s, d, int32_t(len));
-            });
-        reg("glibc-memcpy", 0, [](const uint8_t* s, uint8_t* d, size_t len) { std::memcpy(d, s, len); });
-    }
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -100,9 +73,8 @@ int main(int argc, char** argv) {
         lumsCRC32C_8u(p, uint32_t(n), &v);
         return v;
     });
-    add("crc32c", "isal", 0, [](const uint8_t* p, size_t n) {
-        return crc32_iscsi(const_cast<uint8_t*>(p), int(n), 0xFFFFFFFFu);
-    });
+    add("crc32c", "isal", 0,
+        [](const uint8_t* p, size_t n) { return crc32_iscsi(const_cast<uint8_t*>(p), int(n), 0xFFFFFFFFu); });
 
     addOurs("adler32", lumdc::adler::kAdler32Variants, [](const uint8_t* p, size_t n) {
         uint32_t v = 1;
@@ -111,8 +83,6 @@ int main(int argc, char** argv) {
     });
     add("adler32", "zlib", 0, [](const uint8_t* p, size_t n) { return uint32_t(adler32(1, p, uInt(n))); });
     add("adler32", "libdeflate", 0, [](const uint8_t* p, size_t n) { return libdeflate_adler32(1, p, n); });
-
-    addCopies();
 
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();

@@ -14,9 +14,9 @@
 
 namespace lumbench {
 
-// 64-byte aligned random bytes, allocated once per size and kept for the run.
-inline uint8_t* randomBuffer(size_t n, uint64_t seed = 1) {
-    auto* p = static_cast<uint8_t*>(std::aligned_alloc(64, (n + 63) / 64 * 64 + 64));
+// Aligned random bytes, allocated once and kept for the run.
+inline uint8_t* randomBuffer(size_t n, uint64_t seed = 1, size_t align = 64) {
+    auto* p = static_cast<uint8_t*>(std::aligned_alloc(align, (n + align - 1) / align * align + align));
     std::mt19937_64 rng(seed);
     for (size_t i = 0; i < n; i += 8) {
         const uint64_t r = rng();

@@ -33,31 +33,31 @@ typedef int32_t LumStatus;
 
 enum {
     lumStatusOk = 0,
-    lumStatusSrcExhausted = 32,    /* source ended before the coded data did */
-    lumStatusDstFull = 33,         /* destination filled before the input was used up */
-    lumStatusSortWorkLimit = 47,   /* select-sort transform ran out of its work limit */
-    lumStatusDataErr = -2,         /* coded input is invalid */
-    lumStatusStreamEnd = -4,       /* bit-stream buffer has no room (encode) or data (decode) left */
-    lumStatusBadArg = -5,          /* argument value out of range */
-    lumStatusSizeErr = -6,         /* length or size zero, negative or out of range */
-    lumStatusNullPtr = -8,         /* required pointer is null */
-    lumStatusContextMismatch = -13,/* state record not set up by the matching Init */
-    lumStatusBadFactor = -16,      /* tuning factor below its minimum */
-    lumStatusHuffCodeErr = -200,   /* code lengths cannot form a prefix code */
-    lumStatusSrcTruncated = -214   /* coded input ends inside an item (checked LZO decoding) */
+    lumStatusSrcExhausted = 32,     /* source ended before the coded data did */
+    lumStatusDstFull = 33,          /* destination filled before the input was used up */
+    lumStatusSortWorkLimit = 47,    /* select-sort transform ran out of its work limit */
+    lumStatusDataErr = -2,          /* coded input is invalid */
+    lumStatusStreamEnd = -4,        /* bit-stream buffer has no room (encode) or data (decode) left */
+    lumStatusBadArg = -5,           /* argument value out of range */
+    lumStatusSizeErr = -6,          /* length or size zero, negative or out of range */
+    lumStatusNullPtr = -8,          /* required pointer is null */
+    lumStatusContextMismatch = -13, /* state record not set up by the matching Init */
+    lumStatusBadFactor = -16,       /* tuning factor below its minimum */
+    lumStatusHuffCodeErr = -200,    /* code lengths cannot form a prefix code */
+    lumStatusSrcTruncated = -214    /* coded input ends inside an item (checked LZO decoding) */
 };
 
 /* ---- Version ------------------------------------------------------------------ */
 
 typedef struct LumLibraryVersion {
-    int32_t major;          /* 2022 */
-    int32_t minor;          /* 0 */
-    int32_t majorBuild;     /* 0 */
-    int32_t build;          /* 320770992 (revision 0x131e93b0) */
-    char targetCpu[4];      /* "q2\0\0": the processor target of this build */
-    const char* name;       /* "lumDC AVX-512F/CD/BW/DQ/VL (q2)" */
-    const char* version;    /* "2022.0.0 (r0x131e93b0)" */
-    const char* buildDate;  /* "Sep  4 2024" */
+    int32_t major;         /* 2022 */
+    int32_t minor;         /* 0 */
+    int32_t majorBuild;    /* 0 */
+    int32_t build;         /* 320770992 (revision 0x131e93b0) */
+    char targetCpu[4];     /* "q2\0\0": the processor target of this build */
+    const char* name;      /* "lumDC AVX-512F/CD/BW/DQ/VL (q2)" */
+    const char* version;   /* "2022.0.0 (r0x131e93b0)" */
+    const char* buildDate; /* "Sep  4 2024" */
 } LumLibraryVersion;
 
 /* The constant version record; the same address on every call. Never fails. */

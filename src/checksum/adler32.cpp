@@ -18,14 +18,10 @@ constexpr size_t kBlock = 5536;
 
 inline void sumBytes(uint32_t& a, uint32_t& b, const uint8_t* p, size_t n) {
     for (; n >= 8; n -= 8, p += 8) {
-        a += p[0]; b += a;
-        a += p[1]; b += a;
-        a += p[2]; b += a;
-        a += p[3]; b += a;
-        a += p[4]; b += a;
-        a += p[5]; b += a;
-        a += p[6]; b += a;
-        a += p[7]; b += a;
+        for (int i = 0; i < 8; ++i) {
+            a += p[i];
+            b += a;
+        }
     }
     for (; n > 0; --n, ++p) {
         a += *p;

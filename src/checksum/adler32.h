@@ -15,9 +15,15 @@ using AdlerKernel = uint32_t (*)(uint32_t adler, const uint8_t* p, size_t n);
 
 inline constexpr uint32_t kMod = 65521;
 
-namespace ref { uint32_t adler32(uint32_t adler, const uint8_t* p, size_t n); }
-namespace avx2 { uint32_t adler32(uint32_t adler, const uint8_t* p, size_t n); }
-namespace avx512 { uint32_t adler32(uint32_t adler, const uint8_t* p, size_t n); }
+namespace ref {
+uint32_t adler32(uint32_t adler, const uint8_t* p, size_t n);
+}
+namespace avx2 {
+uint32_t adler32(uint32_t adler, const uint8_t* p, size_t n);
+}
+namespace avx512 {
+uint32_t adler32(uint32_t adler, const uint8_t* p, size_t n);
+}
 
 inline constexpr Variant<AdlerKernel> kAdler32Variants[] = {
     {"avx512", kIsaAvx512 | LUM_CPU_AVX512VNNI, avx512::adler32},

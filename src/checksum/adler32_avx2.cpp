@@ -22,8 +22,8 @@ uint64_t sum64(__m256i v) {
 
 void addBlocks(uint64_t& a, uint64_t& b, const uint8_t* p, size_t m) {
     const __m256i zero = _mm256_setzero_si256(), ones = _mm256_set1_epi16(1);
-    const __m256i w = _mm256_set_epi8(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22,
-                                      23, 24, 25, 26, 27, 28, 29, 30, 31, 32);
+    const __m256i w = _mm256_set_epi8(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23,
+                                      24, 25, 26, 27, 28, 29, 30, 31, 32);
     __m256i s1 = zero, s1s = zero, w0 = zero, w1 = zero;
     size_t j = 0;
     for (; j + 2 <= m; j += 2, p += 64) {

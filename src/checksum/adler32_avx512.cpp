@@ -69,7 +69,8 @@ void addBlocks(uint64_t& a, uint64_t& b, const uint8_t* p, size_t m) {
 void addTail(uint64_t& a, uint64_t& b, const uint8_t* p, size_t r) {
     const __m512i d = _mm512_maskz_loadu_epi8(_bzhi_u64(~0ull, unsigned(r)), p);
     const uint64_t sum = uint64_t(_mm512_reduce_add_epi64(_mm512_sad_epu8(d, _mm512_setzero_si512())));
-    const uint64_t weighted = uint64_t(_mm512_reduce_add_epi32(_mm512_dpbusd_epi32(_mm512_setzero_si512(), d, weights())));
+    const uint64_t weighted =
+        uint64_t(_mm512_reduce_add_epi32(_mm512_dpbusd_epi32(_mm512_setzero_si512(), d, weights())));
     b += r * a + weighted - (64 - r) * sum;
     a += sum;
 }

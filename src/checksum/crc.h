@@ -19,18 +19,38 @@ using CrcKernel = uint32_t (*)(uint32_t c, const uint8_t* p, size_t n);
 // tails of the table-bound folding kernels.
 uint32_t sliceBy8(const SliceTables& t, uint32_t c, const uint8_t* p, size_t n);
 
-#define LUMDC_CRC_KERNELS                                      \
-    uint32_t crc32(uint32_t c, const uint8_t* p, size_t n);  \
-    uint32_t bz2(uint32_t c, const uint8_t* p, size_t n);    \
-    uint32_t crc32c(uint32_t c, const uint8_t* p, size_t n);
+// Portable slicing by eight.
+namespace ref {
+uint32_t crc32(uint32_t c, const uint8_t* p, size_t n);
+uint32_t bz2(uint32_t c, const uint8_t* p, size_t n);
+uint32_t crc32c(uint32_t c, const uint8_t* p, size_t n);
+}  // namespace ref
 
-namespace ref { LUMDC_CRC_KERNELS }
-namespace clmul { LUMDC_CRC_KERNELS }   // 16-byte folding; CRC-32C on three interleaved streams
-namespace avx2 { LUMDC_CRC_KERNELS }    // 32-byte VPCLMULQDQ folding
-namespace avx512 { LUMDC_CRC_KERNELS }  // 4 x 64-byte VPCLMULQDQ folding
-namespace sse42 { uint32_t crc32c(uint32_t c, const uint8_t* p, size_t n); }
+// The crc32 instruction on one stream.
+namespace sse42 {
+uint32_t crc32c(uint32_t c, const uint8_t* p, size_t n);
+}  // namespace sse42
 
-#undef LUMDC_CRC_KERNELS
+// 16-byte PCLMULQDQ folding; CRC-32C on three interleaved crc32 streams.
+namespace clmul {
+uint32_t crc32(uint32_t c, const uint8_t* p, size_t n);
+uint32_t bz2(uint32_t c, const uint8_t* p, size_t n);
+uint32_t crc32c(uint32_t c, const uint8_t* p, size_t n);
+}  // namespace clmul
+
+// 32-byte VPCLMULQDQ folding.
+namespace avx2 {
+uint32_t crc32(uint32_t c, const uint8_t* p, size_t n);
+uint32_t bz2(uint32_t c, const uint8_t* p, size_t n);
+uint32_t crc32c(uint32_t c, const uint8_t* p, size_t n);
+}  // namespace avx2
+
+// Four 64-byte VPCLMULQDQ accumulators; the bzip2 CRC on GFNI-mirrored bytes.
+namespace avx512 {
+uint32_t crc32(uint32_t c, const uint8_t* p, size_t n);
+uint32_t bz2(uint32_t c, const uint8_t* p, size_t n);
+uint32_t crc32c(uint32_t c, const uint8_t* p, size_t n);
+}  // namespace avx512
 
 inline constexpr uint64_t kNeedAvx512Fold = kIsaAvx512 | LUM_CPU_VPCLMULQDQ;
 inline constexpr uint64_t kNeedAvx2Fold = kIsaAvx2 | LUM_CPU_VPCLMULQDQ;

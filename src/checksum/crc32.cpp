@@ -21,8 +21,8 @@ uint32_t sliceBy8(const SliceTables& tables, uint32_t c, const uint8_t* p, size_
             std::memcpy(&lo, p, 4);
             std::memcpy(&hi, p + 4, 4);
             lo ^= c;
-            c = t[7][lo & 0xFF] ^ t[6][(lo >> 8) & 0xFF] ^ t[5][(lo >> 16) & 0xFF] ^ t[4][lo >> 24] ^
-                t[3][hi & 0xFF] ^ t[2][(hi >> 8) & 0xFF] ^ t[1][(hi >> 16) & 0xFF] ^ t[0][hi >> 24];
+            c = t[7][lo & 0xFF] ^ t[6][(lo >> 8) & 0xFF] ^ t[5][(lo >> 16) & 0xFF] ^ t[4][lo >> 24] ^ t[3][hi & 0xFF] ^
+                t[2][(hi >> 8) & 0xFF] ^ t[1][(hi >> 16) & 0xFF] ^ t[0][hi >> 24];
         }
     }
     for (; n > 0; ++p, --n) c = (c >> 8) ^ t[0][(c ^ *p) & 0xFF];

@@ -27,10 +27,10 @@ void threeStreams(uint32_t& c, const uint8_t*& p, size_t& n) {
             c1 = _mm_crc32_u64(c1, load64(p + kBlock + i));
             c2 = _mm_crc32_u64(c2, load64(p + 2 * kBlock + i));
         }
-        const __m128i a = _mm_clmulepi64_si128(_mm_cvtsi64_si128(int64_t(c0)),
-                                               _mm_cvtsi64_si128(int64_t(kShift2)), 0x00);
-        const __m128i b = _mm_clmulepi64_si128(_mm_cvtsi64_si128(int64_t(c1)),
-                                               _mm_cvtsi64_si128(int64_t(kShift1)), 0x00);
+        const __m128i a =
+            _mm_clmulepi64_si128(_mm_cvtsi64_si128(int64_t(c0)), _mm_cvtsi64_si128(int64_t(kShift2)), 0x00);
+        const __m128i b =
+            _mm_clmulepi64_si128(_mm_cvtsi64_si128(int64_t(c1)), _mm_cvtsi64_si128(int64_t(kShift1)), 0x00);
         // crc32 from state 0 is linear, so the two shifts share one instruction.
         const uint64_t joined = uint64_t(_mm_cvtsi128_si64(_mm_xor_si128(a, b)));
         c = uint32_t(_mm_crc32_u64(0, joined) ^ c2);

@@ -76,8 +76,7 @@ inline __m128i reverseIndex128() { return _mm_set_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8
 inline __m128i reverseBytes128(__m128i v) { return _mm_shuffle_epi8(v, reverseIndex128()); }
 
 inline __m128i fold128(__m128i x, __m128i k, __m128i next) {
-    return _mm_xor_si128(_mm_xor_si128(_mm_clmulepi64_si128(x, k, 0x00), _mm_clmulepi64_si128(x, k, 0x11)),
-                         next);
+    return _mm_xor_si128(_mm_xor_si128(_mm_clmulepi64_si128(x, k, 0x00), _mm_clmulepi64_si128(x, k, 0x11)), next);
 }
 
 inline __m128i const128(FoldConst k) { return _mm_set_epi64x(int64_t(k.hi), int64_t(k.lo)); }
@@ -102,16 +101,22 @@ inline constexpr size_t kMinFoldBytes = 64;
 // Message bytes into lane order, and (the same map, being an involution) back.
 template <class V, class Tr, class T>
 T toLanes(T v) {
-    if constexpr (Tr::kLanes == Lanes::ByteReversed) return V::reverseLanes(v);
-    else if constexpr (Tr::kLanes == Lanes::BitsMirrored) return V::mirrorBits(v);
-    else return v;
+    if constexpr (Tr::kLanes == Lanes::ByteReversed)
+        return V::reverseLanes(v);
+    else if constexpr (Tr::kLanes == Lanes::BitsMirrored)
+        return V::mirrorBits(v);
+    else
+        return v;
 }
 
 template <class V, class Tr>
 __m128i toLanes128(__m128i v) {
-    if constexpr (Tr::kLanes == Lanes::ByteReversed) return reverseBytes128(v);
-    else if constexpr (Tr::kLanes == Lanes::BitsMirrored) return V::mirrorBits128(v);
-    else return v;
+    if constexpr (Tr::kLanes == Lanes::ByteReversed)
+        return reverseBytes128(v);
+    else if constexpr (Tr::kLanes == Lanes::BitsMirrored)
+        return V::mirrorBits128(v);
+    else
+        return v;
 }
 
 // V supplies the vector type of one width: load, withState (XOR the state into

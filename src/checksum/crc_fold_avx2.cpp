@@ -12,9 +12,7 @@ struct V256 {
     static T withState(T v, uint32_t c) {
         return _mm256_xor_si256(v, _mm256_zextsi128_si256(_mm_cvtsi32_si128(int(c))));
     }
-    static T reverseLanes(T v) {
-        return _mm256_shuffle_epi8(v, _mm256_broadcastsi128_si256(reverseIndex128()));
-    }
+    static T reverseLanes(T v) { return _mm256_shuffle_epi8(v, _mm256_broadcastsi128_si256(reverseIndex128())); }
     static T broadcast(FoldConst k) { return _mm256_broadcastsi128_si256(const128(k)); }
     static T fold(T a, T k, T next) {
         const T lo = _mm256_clmulepi64_epi128(a, k, 0x00);

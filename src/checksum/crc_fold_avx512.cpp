@@ -14,9 +14,7 @@ struct V512 {
     static T withState(T v, uint32_t c) {
         return _mm512_xor_si512(v, _mm512_zextsi128_si512(_mm_cvtsi32_si128(int(c))));
     }
-    static T reverseLanes(T v) {
-        return _mm512_shuffle_epi8(v, _mm512_broadcast_i32x4(reverseIndex128()));
-    }
+    static T reverseLanes(T v) { return _mm512_shuffle_epi8(v, _mm512_broadcast_i32x4(reverseIndex128())); }
     // GF2P8AFFINEQB with this matrix reverses the bits of every byte.
     static constexpr long long kMirror = 0x8040201008040201ll;
     static T mirrorBits(T v) { return _mm512_gf2p8affine_epi64_epi8(v, _mm512_set1_epi64(kMirror), 0); }

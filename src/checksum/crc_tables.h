@@ -14,7 +14,7 @@
 
 namespace lumdc::crc {
 
-inline constexpr uint32_t kPolyCrc32 = 0x04C11DB7u;   // x^32 term implied
+inline constexpr uint32_t kPolyCrc32 = 0x04C11DB7u;  // x^32 term implied
 inline constexpr uint32_t kPolyCrc32c = 0x1EDC6F41u;
 
 // Table k gives the contribution of a byte followed by k further bytes.
@@ -90,8 +90,7 @@ struct FoldConst {
 constexpr FoldConst foldConst(bool natural, uint32_t poly, size_t bytes) {
     const uint64_t d = 8 * uint64_t(bytes);
     if (natural) return {xPowMod(d, poly), xPowMod(d + 64, poly)};
-    return {uint64_t(reflect32(xPowMod(d + 63, poly))) << 32,
-            uint64_t(reflect32(xPowMod(d - 1, poly))) << 32};
+    return {uint64_t(reflect32(xPowMod(d + 63, poly))) << 32, uint64_t(reflect32(xPowMod(d - 1, poly))) << 32};
 }
 
 // Multiplier that advances a reflected CRC state a over `bytes` zero bytes:

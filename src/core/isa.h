@@ -14,13 +14,12 @@
 namespace lumdc {
 
 inline constexpr uint64_t kIsaRef = 0;
-inline constexpr uint64_t kIsaSse42 =
-    LUM_CPU_SSE2 | LUM_CPU_SSSE3 | LUM_CPU_SSE41 | LUM_CPU_SSE42 | LUM_CPU_POPCNT;
+inline constexpr uint64_t kIsaSse42 = LUM_CPU_SSE2 | LUM_CPU_SSSE3 | LUM_CPU_SSE41 | LUM_CPU_SSE42 | LUM_CPU_POPCNT;
 inline constexpr uint64_t kIsaClmul = kIsaSse42 | LUM_CPU_CLMUL;
 inline constexpr uint64_t kIsaAvx2 =
     kIsaClmul | LUM_CPU_AVX | LUM_CPU_AVX2 | LUM_CPU_BMI1 | LUM_CPU_BMI2 | LUM_CPU_LZCNT;
-inline constexpr uint64_t kIsaAvx512 = kIsaAvx2 | LUM_CPU_AVX512F | LUM_CPU_AVX512CD |
-                                       LUM_CPU_AVX512BW | LUM_CPU_AVX512DQ | LUM_CPU_AVX512VL;
+inline constexpr uint64_t kIsaAvx512 =
+    kIsaAvx2 | LUM_CPU_AVX512F | LUM_CPU_AVX512CD | LUM_CPU_AVX512BW | LUM_CPU_AVX512DQ | LUM_CPU_AVX512VL;
 
 // A kernel variant: its name (also the test parameter and benchmark label), the
 // features it needs, and its entry point. Families list variants best first; the

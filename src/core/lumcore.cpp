@@ -7,18 +7,19 @@
 
 #include "lumcore.h"
 
+#include <cpuid.h>
+
 #include <atomic>
 #include <climits>
-#include <cpuid.h>
 #include <cstdlib>
 
 namespace {
 
 constexpr uint64_t kReady = 1ull << 63;
 
-std::atomic<uint64_t> gDetected{0};   // kReady | features found
+std::atomic<uint64_t> gDetected{0};  // kReady | features found
 std::atomic<uint64_t> gAllowed{~0ull};
-std::atomic<uint64_t> gEffective{0};  // kReady | (detected & allowed)
+std::atomic<uint64_t> gEffective{0};             // kReady | (detected & allowed)
 std::atomic<int64_t> gCacheDetected{INT64_MIN};  // INT64_MIN: not asked yet; -1: unknown
 std::atomic<int32_t> gCacheOverride{0};
 
@@ -151,13 +152,9 @@ int64_t detectCacheSize() {
 
 extern "C" {
 
-LUMCORE_API int ownGetFeature(uint64_t mask) {
-    return (effective() & mask) == mask;
-}
+LUMCORE_API int ownGetFeature(uint64_t mask) { return (effective() & mask) == mask; }
 
-LUMCORE_API uint64_t lumcoreGetFeatures(void) {
-    return effective() & ~kReady;
-}
+LUMCORE_API uint64_t lumcoreGetFeatures(void) { return effective() & ~kReady; }
 
 LUMCORE_API uint64_t lumcoreSetFeatureMask(uint64_t allowed) {
     effective();  // detect first, so the environment mask cannot overwrite this one

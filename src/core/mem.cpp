@@ -69,8 +69,7 @@ void minC(int32_t* p, size_t n, int32_t limit) {
 
 }  // namespace
 
-const MemKernels kMemKernels = {copy, copyBlocksBackward, streamCopyBlocks,
-                                fill, streamFillBlocks,   minC};
+const MemKernels kMemKernels = {copy, copyBlocksBackward, streamCopyBlocks, fill, streamFillBlocks, minC};
 }  // namespace ref
 
 const MemVariant kMemVariants[3] = {
@@ -154,8 +153,8 @@ void copyLarge(const MemKernels& k, const uint8_t* src, uint8_t* dst, size_t n) 
             return;
         }
     }
-    const uint32_t distance = uint32_t((reinterpret_cast<uintptr_t>(dst) & 4095) -
-                                       (reinterpret_cast<uintptr_t>(src) & 4095));
+    const uint32_t distance =
+        uint32_t((reinterpret_cast<uintptr_t>(dst) & 4095) - (reinterpret_cast<uintptr_t>(src) & 4095));
     if (distance >= kAliasDistance) {
         stringMove(src, dst, n);
         return;
@@ -235,13 +234,9 @@ LumStatus zeroElements(T* p, int32_t count, int32_t stringAbove) {
 
 }  // namespace
 
-LumStatus ownZero_16u(uint16_t* pTable, int32_t count) {
-    return zeroElements(pTable, count, 1048576);
-}
+LumStatus ownZero_16u(uint16_t* pTable, int32_t count) { return zeroElements(pTable, count, 1048576); }
 
-LumStatus ownZero_32u(uint32_t* pTable, int32_t count) {
-    return zeroElements(pTable, count, 524288);
-}
+LumStatus ownZero_32u(uint32_t* pTable, int32_t count) { return zeroElements(pTable, count, 524288); }
 
 LumStatus ownMinC_32s(int32_t* pTable, int32_t count, int32_t limit) {
     if (pTable == nullptr) return lumStatusNullPtr;

@@ -48,9 +48,15 @@ struct MemKernels {
     void (*minC)(int32_t* p, size_t n, int32_t limit);
 };
 
-namespace ref { extern const MemKernels kMemKernels; }
-namespace avx2 { extern const MemKernels kMemKernels; }
-namespace avx512 { extern const MemKernels kMemKernels; }
+namespace ref {
+extern const MemKernels kMemKernels;
+}
+namespace avx2 {
+extern const MemKernels kMemKernels;
+}
+namespace avx512 {
+extern const MemKernels kMemKernels;
+}
 
 // Best first, portable last; read by the dispatcher, the tests and the benchmarks.
 struct MemVariant {

@@ -145,7 +145,6 @@ void minC(int32_t* p, size_t n, int32_t limit) {
 
 }  // namespace
 
-const MemKernels kMemKernels = {copy, copyBlocksBackward, streamCopyBlocks,
-                                fill, streamFillBlocks,   minC};
+const MemKernels kMemKernels = {copy, copyBlocksBackward, streamCopyBlocks, fill, streamFillBlocks, minC};
 
 }  // namespace lumdc::avx2

@@ -112,8 +112,7 @@ void streamFillBlocks(uint8_t* dst, uint32_t pattern, size_t blocks) {
 void minC(int32_t* p, size_t n, int32_t limit) {
     const __m512i l = _mm512_set1_epi32(limit);
     size_t i = 0;
-    for (; i + 16 <= n; i += 16)
-        _mm512_storeu_si512(p + i, _mm512_min_epi32(_mm512_loadu_si512(p + i), l));
+    for (; i + 16 <= n; i += 16) _mm512_storeu_si512(p + i, _mm512_min_epi32(_mm512_loadu_si512(p + i), l));
     if (i < n) {
         const __mmask16 m = __mmask16(_bzhi_u32(0xFFFF, unsigned(n - i)));
         _mm512_mask_storeu_epi32(p + i, m, _mm512_min_epi32(_mm512_maskz_loadu_epi32(m, p + i), l));
@@ -122,7 +121,6 @@ void minC(int32_t* p, size_t n, int32_t limit) {
 
 }  // namespace
 
-const MemKernels kMemKernels = {copy, copyBlocksBackward, streamCopyBlocks,
-                                fill, streamFillBlocks,   minC};
+const MemKernels kMemKernels = {copy, copyBlocksBackward, streamCopyBlocks, fill, streamFillBlocks, minC};
 
 }  // namespace lumdc::avx512

@@ -83,14 +83,11 @@ struct Pair {
 };
 
 const Pair kPairs[] = {
-    {"adler32/zlib", 1,
-     [](const uint8_t* p, size_t n, uint32_t* v) { return lumsAdler32_8u(p, int32_t(n), v); },
+    {"adler32/zlib", 1, [](const uint8_t* p, size_t n, uint32_t* v) { return lumsAdler32_8u(p, int32_t(n), v); },
      [](uint32_t v, const uint8_t* p, size_t n) { return uint32_t(adler32(v, p, uInt(n))); }},
-    {"crc32/zlib", 0,
-     [](const uint8_t* p, size_t n, uint32_t* v) { return lumsCRC32_8u(p, int32_t(n), v); },
+    {"crc32/zlib", 0, [](const uint8_t* p, size_t n, uint32_t* v) { return lumsCRC32_8u(p, int32_t(n), v); },
      [](uint32_t v, const uint8_t* p, size_t n) { return uint32_t(crc32(v, p, uInt(n))); }},
-    {"crc32_bz2/isal", 0,
-     [](const uint8_t* p, size_t n, uint32_t* v) { return lumsCRC32_BZ2_8u(p, int32_t(n), v); },
+    {"crc32_bz2/isal", 0, [](const uint8_t* p, size_t n, uint32_t* v) { return lumsCRC32_BZ2_8u(p, int32_t(n), v); },
      [](uint32_t v, const uint8_t* p, size_t n) { return crc32_ieee(v, p, n); }},
     {"crc32c/isal", 0xFFFFFFFFu,
      [](const uint8_t* p, size_t n, uint32_t* v) { return lumsCRC32C_8u(p, uint32_t(n), v); },
@@ -144,7 +141,8 @@ TEST(ChecksumLarge, Crc32cTakesLengthsAboveTwoGiB) {
     void* m = mmap(nullptr, len, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     ASSERT_NE(m, MAP_FAILED);
     auto* p = static_cast<uint8_t*>(m);
-    for (size_t at : {size_t(0), size_t(12345), size_t(1) << 30, (size_t(1) << 31) - 1, len - 1}) p[at] = uint8_t(at | 1);
+    for (size_t at : {size_t(0), size_t(12345), size_t(1) << 30, (size_t(1) << 31) - 1, len - 1})
+        p[at] = uint8_t(at | 1);
 
     uint32_t whole = 0xFFFFFFFFu;
     ASSERT_EQ(lumsCRC32C_8u(p, uint32_t(len), &whole), lumStatusOk);

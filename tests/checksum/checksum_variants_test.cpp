@@ -111,7 +111,8 @@ TEST_P(ChecksumVariant, PortableKernelMatchesTheDefinition) {
     const auto data = lumtest::randomBytes(rng, 3000);
     for (size_t n = 0; n < 700; n += 1 + n / 64) {
         const uint32_t init = uint32_t(rng());
-        ASSERT_EQ(portable()(init, data.data() + n % 13, n), GetParam().family->definition(init, data.data() + n % 13, n))
+        ASSERT_EQ(portable()(init, data.data() + n % 13, n),
+                  GetParam().family->definition(init, data.data() + n % 13, n))
             << "n " << n;
     }
 }
@@ -134,8 +135,8 @@ TEST_P(ChecksumVariant, MatchesPortableOnLongAndExtremeInputs) {
     auto data = lumtest::randomBytes(rng, (3 << 20) + 64);
     const std::vector<uint8_t> ones((3 << 20) + 64, 0xFF);
     // Adler chunk boundaries (5536 bytes, 1 MiB of blocks) and fold strides.
-    const size_t lengths[] = {5535, 5536, 5537, 11072, 65536, (1 << 20) - 1, 1 << 20, (1 << 20) + 1,
-                              (1 << 20) + 63, (2 << 20) + 257, 3 << 20};
+    const size_t lengths[] = {5535,    5536,          5537,           11072,           65536,  (1 << 20) - 1,
+                              1 << 20, (1 << 20) + 1, (1 << 20) + 63, (2 << 20) + 257, 3 << 20};
     for (size_t n : lengths) {
         const std::vector<uint8_t>* const buffers[] = {&data, &ones};
         for (const std::vector<uint8_t>* buf : buffers) {

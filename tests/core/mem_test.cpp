@@ -3,6 +3,8 @@
 // 4K aliasing distances, streaming stores under a forced cache size), with guard
 // bytes around every destination; and the statuses of the checked entry points.
 
+#include "core/mem.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "core/mem.h"
 #include "test_support.h"
 
 namespace {
@@ -87,7 +88,8 @@ TEST_P(MemVariant, FillsBytesAndWordPatternsInPhase) {
         const uint32_t pattern = uint32_t(rng());
         Dest dst(n, rng() % 64);
         k().fill(dst.p, pattern, n);
-        for (size_t i = 0; i < n; ++i) ASSERT_EQ(dst.p[i], uint8_t(pattern >> (8 * (i % 4)))) << "n " << n << " i " << i;
+        for (size_t i = 0; i < n; ++i)
+            ASSERT_EQ(dst.p[i], uint8_t(pattern >> (8 * (i % 4)))) << "n " << n << " i " << i;
         ASSERT_TRUE(dst.intact()) << "n " << n;
     }
 }
@@ -114,18 +116,18 @@ TEST_P(MemVariant, LargeCopyIsExactOnEveryRoute) {
         int32_t cache;  // forced cache size; 0 keeps the processor's
     };
     const Case cases[] = {
-        {32767, 5, 3, 0},            // small kernel
-        {32768, 0, 0, 0},            // page distance 0: backward blocks
-        {40000, 100, 101, 0},        // distance 1
-        {40000, 64, 128, 0},         // distance 64
-        {100001, 17, 176, 0},        // distance 159, the last aliasing one
-        {100001, 17, 177, 0},        // distance 160: string move, odd relative alignment
-        {70000, 3000, 100, 0},       // destination below source: wraps to a large distance
-        {65536 + 5, 8, 4000, 0},     // 8-byte relative alignment
-        {65536 + 6, 4, 4000, 0},     // 4-byte
-        {65536 + 7, 2, 4000, 0},     // 2-byte
-        {4194304, 1, 33, 8 << 20},   // one below the streaming threshold
-        {4194305, 1, 33, 8 << 20},   // streams: half the cache fits in the copy
+        {32767, 5, 3, 0},           // small kernel
+        {32768, 0, 0, 0},           // page distance 0: backward blocks
+        {40000, 100, 101, 0},       // distance 1
+        {40000, 64, 128, 0},        // distance 64
+        {100001, 17, 176, 0},       // distance 159, the last aliasing one
+        {100001, 17, 177, 0},       // distance 160: string move, odd relative alignment
+        {70000, 3000, 100, 0},      // destination below source: wraps to a large distance
+        {65536 + 5, 8, 4000, 0},    // 8-byte relative alignment
+        {65536 + 6, 4, 4000, 0},    // 4-byte
+        {65536 + 7, 2, 4000, 0},    // 2-byte
+        {4194304, 1, 33, 8 << 20},  // one below the streaming threshold
+        {4194305, 1, 33, 8 << 20},  // streams: half the cache fits in the copy
         {(17 << 20) + 3, 13, 50, 8 << 20},
         {(17 << 20) + 3, 13, 50, -1},          // cache unknown: no streaming
         {(17 << 20) + 3, 13, 50, 0x7FFFFFFF},  // cache far larger than the copy
@@ -172,8 +174,8 @@ TEST_P(MemVariant, LargeFillsAndZeroesAreExactOnEveryRoute) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, MemVariant, ::testing::Values(&lumdc::kMemVariants[0], &lumdc::kMemVariants[1],
-                                                            &lumdc::kMemVariants[2]),
+INSTANTIATE_TEST_SUITE_P(All, MemVariant,
+                         ::testing::Values(&lumdc::kMemVariants[0], &lumdc::kMemVariants[1], &lumdc::kMemVariants[2]),
                          [](const auto& info) { return std::string(info.param->name); });
 
 TEST(MemEntryPoints, CheckedCopyStatuses) {

@@ -3,8 +3,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -38,9 +38,7 @@ uint64_t testSeed() {
     return seed;
 }
 
-std::mt19937_64 makeRng(uint64_t salt) {
-    return std::mt19937_64(testSeed() ^ (salt * 0x9E3779B97F4A7C15ull));
-}
+std::mt19937_64 makeRng(uint64_t salt) { return std::mt19937_64(testSeed() ^ (salt * 0x9E3779B97F4A7C15ull)); }
 
 std::vector<uint8_t> randomBytes(std::mt19937_64& rng, size_t n) {
     std::vector<uint8_t> v(n);
@@ -54,9 +52,10 @@ std::vector<uint8_t> randomBytes(std::mt19937_64& rng, size_t n) {
 }
 
 std::vector<uint8_t> textLike(std::mt19937_64& rng, size_t n) {
-    static const char* const kWords[] = {"the", "of", "and", "compression", "block", "stream", "a", "to",
-                                         "in", "data", "is", "that", "window", "match", "literal", "Huffman",
-                                         "code", "length", "distance", "table", "with", "for", "as", "it"};
+    static const char* const kWords[] = {"the",      "of",    "and",     "compression", "block", "stream",
+                                         "a",        "to",    "in",      "data",        "is",    "that",
+                                         "window",   "match", "literal", "Huffman",     "code",  "length",
+                                         "distance", "table", "with",    "for",         "as",    "it"};
     std::vector<uint8_t> v;
     v.reserve(n + 16);
     while (v.size() < n) {
@@ -133,8 +132,9 @@ std::vector<size_t> randomSplit(std::mt19937_64& rng, size_t n, size_t maxPieces
 // Prints the seed once, so that any failing run can be repeated exactly.
 class SeedReporter : public ::testing::EmptyTestEventListener {
     void OnTestProgramEnd(const ::testing::UnitTest& unit) override {
-        if (!unit.Passed()) std::fprintf(stderr, "lumDC tests ran with LUMDC_TEST_SEED=0x%llx\n",
-                                         static_cast<unsigned long long>(testSeed()));
+        if (!unit.Passed())
+            std::fprintf(stderr, "lumDC tests ran with LUMDC_TEST_SEED=0x%llx\n",
+                         static_cast<unsigned long long>(testSeed()));
     }
 };
 

@@ -1,0 +1,54 @@
+// The large copy beside glibc memcpy, on both of its cache-resident routes:
+//   copy/<impl>/<size>          source and destination at the same page offset,
+//                               which large allocations usually share (backward
+//                               block copy below 160 bytes of page distance);
+//   copy_shifted/<impl>/<size>  destination 256 bytes further into its page
+//                               (string move).
+// Streaming stores start only at half the largest cache, beyond these sizes.
+
+#include <cstring>
+#include <string>
+
+#include "bench_util.h"
+#include "core/mem.h"
+
+namespace {
+
+const size_t kSizes[] = {4 << 10, 64 << 10, 1 << 20, 64 << 20};
+
+using Copy = void (*)(const uint8_t*, uint8_t*, size_t);
+
+void add(const std::string& op, size_t shift, const std::string& impl, uint64_t features, Copy copy) {
+    static uint8_t* src = lumbench::randomBuffer(64 << 20, 1, 4096);
+    static uint8_t* dst = lumbench::randomBuffer((64 << 20) + 4096, 2, 4096);
+    for (size_t n : kSizes) {
+        benchmark::RegisterBenchmark((op + "/" + impl + "/" + lumbench::sizeLabel(n)).c_str(),
+                                     [=](benchmark::State& state) {
+                                         if (!lumbench::hasFeatures(features)) {
+                                             state.SkipWithError("processor lacks the features");
+                                             return;
+                                         }
+                                         lumbench::ForceFeatures only(features);
+                                         for (auto _ : state) {
+                                             copy(src, dst + shift, n);
+                                             benchmark::ClobberMemory();
+                                         }
+                                         state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n));
+                                     });
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    for (const auto& [op, shift] : {std::pair<std::string, size_t>{"copy", 0}, {"copy_shifted", 256}}) {
+        for (const auto& v : lumdc::kMemVariants)
+            add(op, shift, std::string("lumdc-") + v.name, v.features,
+                [](const uint8_t* s, uint8_t* d, size_t n) { lumdc::ownCopyLarge_8u(s, d, int32_t(n)); });
+        add(op, shift, "glibc-memcpy", 0, [](const uint8_t* s, uint8_t* d, size_t n) { std::memcpy(d, s, n); });
+    }
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
