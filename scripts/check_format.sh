@@ -9,6 +9,6 @@ while IFS= read -r f; do
     cat /tmp/lumdc-format.diff
     status=1
   fi
-done < <(git ls-files '*.c' '*.cpp' '*.h')
+done < <(git ls-files --cached --others --exclude-standard '*.c' '*.cpp' '*.h')
 [ $status -eq 0 ] && echo "formatting ok"
 exit $status

@@ -9,13 +9,13 @@
  */
 #define _POSIX_C_SOURCE 200809L
 
+#include "lumdc.h"
+
 #include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
-
-#include "lumdc.h"
 
 enum { kChecksums = 4 };
 static const char* const kNames[kChecksums] = {"adler32", "crc32", "crc32_bz2", "crc32c"};
@@ -65,10 +65,18 @@ static uint32_t checksum(int k, const unsigned char* buf, size_t size, double* s
     for (at = 0; at < size; at += kPiece) {
         const size_t n = size - at < kPiece ? size - at : kPiece;
         switch (k) {
-            case 0: lumsAdler32_8u(buf + at, (int32_t)n, &v); break;
-            case 1: lumsCRC32_8u(buf + at, (int32_t)n, &v); break;
-            case 2: lumsCRC32_BZ2_8u(buf + at, (int32_t)n, &v); break;
-            default: lumsCRC32C_8u(buf + at, (uint32_t)n, &v); break;
+            case 0:
+                lumsAdler32_8u(buf + at, (int32_t)n, &v);
+                break;
+            case 1:
+                lumsCRC32_8u(buf + at, (int32_t)n, &v);
+                break;
+            case 2:
+                lumsCRC32_BZ2_8u(buf + at, (int32_t)n, &v);
+                break;
+            default:
+                lumsCRC32C_8u(buf + at, (uint32_t)n, &v);
+                break;
         }
     }
     *seconds += now() - t0;
@@ -107,14 +115,16 @@ static int sum(int argc, char** argv) {
         free(buf);
     }
     printf("%-40s %12.0f", "throughput (GB/s)", total);
-    for (k = 0; k < kChecksums; ++k) printf("  %8.1f%s", seconds[k] > 0 ? total / seconds[k] / 1e9 : 0.0, k == 2 ? " " : "");
+    for (k = 0; k < kChecksums; ++k)
+        printf("  %8.1f%s", seconds[k] > 0 ? total / seconds[k] / 1e9 : 0.0, k == 2 ? " " : "");
     printf("\n%s %s\n", lumdcGetLibVersion()->name, lumdcGetLibVersion()->version);
     return failures == 0 ? 0 : 1;
 }
 
 static void usage(FILE* out) {
-    fprintf(out, "usage: lumdc sum FILE...\n"
-                 "  sum   Adler-32, CRC-32, bzip2 CRC and CRC-32C of each file, and throughput\n");
+    fprintf(out,
+            "usage: lumdc sum FILE...\n"
+            "  sum   Adler-32, CRC-32, bzip2 CRC and CRC-32C of each file, and throughput\n");
 }
 
 int main(int argc, char** argv) {
