@@ -20,28 +20,18 @@ namespace {
 
 const size_t kSizes[] = {4 << 10, 64 << 10, 1 << 20, 64 << 20};
 
-uint8_t* data(size_t n) {
-    static uint8_t* buffer = lumbench::randomBuffer(64 << 20);
-    (void)n;
+// One random buffer for every size: each benchmark reads its first n bytes.
+const uint8_t* data() {
+    static const uint8_t* buffer = lumbench::randomBuffer(64 << 20);
     return buffer;
 }
 
 using Run = std::function<uint32_t(const uint8_t*, size_t)>;
 
 void add(const std::string& op, const std::string& impl, uint64_t features, Run run) {
-    for (size_t n : kSizes) {
-        benchmark::RegisterBenchmark((op + "/" + impl + "/" + lumbench::sizeLabel(n)).c_str(),
-                                     [=](benchmark::State& state) {
-                                         if (!lumbench::hasFeatures(features)) {
-                                             state.SkipWithError("processor lacks the features");
-                                             return;
-                                         }
-                                         lumbench::ForceFeatures only(features);
-                                         const uint8_t* p = data(n);
-                                         for (auto _ : state) benchmark::DoNotOptimize(run(p, n));
-                                         state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n));
-                                     });
-    }
+    for (size_t n : kSizes)
+        lumbench::registerThroughput(op + "/" + impl + "/" + lumbench::sizeLabel(n), features, n,
+                                     [=] { benchmark::DoNotOptimize(run(data(), n)); });
 }
 
 template <size_t N, class Fn>

@@ -21,21 +21,11 @@ using Copy = void (*)(const uint8_t*, uint8_t*, size_t);
 void add(const std::string& op, size_t shift, const std::string& impl, uint64_t features, Copy copy) {
     static uint8_t* src = lumbench::randomBuffer(64 << 20, 1, 4096);
     static uint8_t* dst = lumbench::randomBuffer((64 << 20) + 4096, 2, 4096);
-    for (size_t n : kSizes) {
-        benchmark::RegisterBenchmark((op + "/" + impl + "/" + lumbench::sizeLabel(n)).c_str(),
-                                     [=](benchmark::State& state) {
-                                         if (!lumbench::hasFeatures(features)) {
-                                             state.SkipWithError("processor lacks the features");
-                                             return;
-                                         }
-                                         lumbench::ForceFeatures only(features);
-                                         for (auto _ : state) {
-                                             copy(src, dst + shift, n);
-                                             benchmark::ClobberMemory();
-                                         }
-                                         state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n));
-                                     });
-    }
+    for (size_t n : kSizes)
+        lumbench::registerThroughput(op + "/" + impl + "/" + lumbench::sizeLabel(n), features, n, [=] {
+            copy(src, dst + shift, n);
+            benchmark::ClobberMemory();
+        });
 }
 
 }  // namespace

@@ -47,4 +47,20 @@ inline bool hasFeatures(uint64_t mask) {
     return has;
 }
 
+// Registers a throughput benchmark over `bytes` per iteration, run with only the
+// given features visible (0 for peers and portable code); skipped where the
+// processor lacks them.
+template <class Body>
+void registerThroughput(const std::string& name, uint64_t features, size_t bytes, Body body) {
+    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
+        if (!hasFeatures(features)) {
+            state.SkipWithError("processor lacks the features");
+            return;
+        }
+        ForceFeatures only(features);
+        for (auto _ : state) body();
+        state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(bytes));
+    });
+}
+
 }  // namespace lumbench
