@@ -107,7 +107,7 @@ def machine(context):
     except (OSError, IndexError):
         pass
     commit = subprocess.run(["git", "rev-parse", "--short", "HEAD"], capture_output=True, text=True).stdout.strip()
-    dirty = subprocess.run(["git", "status", "--porcelain", "--untracked-files=no"], capture_output=True,
+    dirty = subprocess.run(["git", "status", "--porcelain", "--untracked-files=no", "--", ".", ":!docs"], capture_output=True,
                            text=True).stdout.strip()
     caches = ", ".join(f"L{c['level']} {c['type'][0].lower()} {c['size'] // 1024} KiB"
                        for c in context.get("caches", []))
