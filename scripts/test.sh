@@ -2,8 +2,10 @@
 # Builds and runs the whole test suite three ways:
 #   1. Release build, every kernel variant the processor has;
 #   2. the same binaries with the lumcore switch forcing the portable kernels;
-#   3. an AddressSanitizer + UndefinedBehaviorSanitizer build.
-# Also checks formatting. LUMDC_LONG_TESTS=1 adds the long fuzz and soak runs.
+#   3. an AddressSanitizer + UndefinedBehaviorSanitizer build;
+#   4. each libFuzzer harness for a short run (LUMDC_FUZZ_SECONDS, default 15).
+# Also checks formatting. LUMDC_LONG_TESTS=1 adds the long soak runs and fuzzes
+# each harness for ten minutes.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -27,6 +29,22 @@ cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DLUMDC_BUIL
 cmake --build build-asan -j"$jobs"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
   ctest --test-dir build-asan -j"$jobs" --output-on-failure
+
+echo "== Fuzz harnesses under libFuzzer (clang), ${LUMDC_FUZZ_SECONDS:-15} s each"
+CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DLUMDC_BUILD_TESTS=OFF \
+  -DLUMDC_BUILD_TOOLS=OFF -DLUMDC_BUILD_FUZZ=ON -DLUMDC_SANITIZE=address,undefined -DLUMDC_WERROR=ON >/dev/null
+cmake --build build-fuzz -j"$jobs"
+seconds=${LUMDC_FUZZ_SECONDS:-15}
+[ "$long" = ON ] && seconds=${LUMDC_FUZZ_SECONDS:-600}
+for harness in build-fuzz/fuzz/fuzz_*; do
+  log="$harness.log"
+  if ! "$harness" -max_total_time="$seconds" -max_len=70000 -artifact_prefix=build-fuzz/ >"$log" 2>&1; then
+    tail -n 60 "$log"
+    echo "$(basename "$harness") failed; the input is saved under build-fuzz/"
+    exit 1
+  fi
+  echo "$(basename "$harness"): $(grep -E '^Done [0-9]+ runs' "$log")"
+done
 
 echo "== Formatting"
 scripts/check_format.sh

@@ -84,7 +84,7 @@ void copyBlocksBackward(const uint8_t* src, uint8_t* dst, size_t blocks) {
     while (blocks-- > 0) {
         const size_t o = blocks * 64;
         _mm_prefetch(reinterpret_cast<const char*>(src + o) - kAhead, _MM_HINT_T0);
-        _m_prefetchw(dst + o - kAhead);
+        __builtin_prefetch(dst + o - kAhead, 1);  // PREFETCHW under -mprfchw
         const __m256i hi = load(src + o + 32), lo = load(src + o);
         _mm256_store_si256(reinterpret_cast<__m256i*>(dst + o + 32), hi);
         _mm256_store_si256(reinterpret_cast<__m256i*>(dst + o), lo);

@@ -61,7 +61,7 @@ void copyBlocksBackward(const uint8_t* src, uint8_t* dst, size_t blocks) {
         uint8_t* d = dst + (blocks - 4) * 64;
         for (int k = 0; k < 256; k += 64) {
             _mm_prefetch(reinterpret_cast<const char*>(s) - kAhead + k, _MM_HINT_T0);
-            _m_prefetchw(d - kAhead + k);
+            __builtin_prefetch(d - kAhead + k, 1);  // PREFETCHW under -mprfchw
         }
         const __m512i a = load(s + 192), b = load(s + 128), c = load(s + 64), e = load(s);
         _mm512_store_si512(d + 192, a);
