@@ -4,7 +4,11 @@
 set(LUMDC_ISA_SSE42 -msse4.2 -mpopcnt)
 set(LUMDC_ISA_CLMUL ${LUMDC_ISA_SSE42} -mpclmul)
 set(LUMDC_ISA_AVX2 ${LUMDC_ISA_CLMUL} -mavx2 -mbmi -mbmi2 -mlzcnt)
-set(LUMDC_ISA_AVX512 ${LUMDC_ISA_AVX2} -mavx512f -mavx512cd -mavx512bw -mavx512dq -mavx512vl)
+# 512-bit registers only where a kernel asks for them with intrinsics: code the
+# compiler vectorises or inlines (memcpy) stays at 256 bits, so that a kernel
+# does not pay for wider instructions (and a possibly lower clock) it never chose.
+set(LUMDC_ISA_AVX512 ${LUMDC_ISA_AVX2} -mavx512f -mavx512cd -mavx512bw -mavx512dq -mavx512vl
+    -mprefer-vector-width=256)
 # GCC 12's own AVX-512 headers trip -Wmaybe-uninitialized (_mm512_undefined_*).
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   list(APPEND LUMDC_ISA_AVX512 -Wno-maybe-uninitialized)

@@ -86,6 +86,107 @@ LUMDC_API LumStatus lumsCRC32_BZ2_8u(const uint8_t* pSrc, int32_t len, uint32_t*
  * len is unsigned (up to 4 GiB - 1); -8 null pointer, -6 len == 0. */
 LUMDC_API LumStatus lumsCRC32C_8u(const uint8_t* pSrc, uint32_t len, uint32_t* pCRC);
 
+/* ---- LZ4 blocks ------------------------------------------------------------------
+ * The raw LZ4 block format: sequences of a token (literal count, match length - 4),
+ * literals, a 16-bit little-endian offset and length continuation bytes; the last
+ * sequence carries literals only. No frame, no checksum.
+ *
+ * Decoders. On 0, 32 and 33 the length outputs are updated; on -2 (an offset before
+ * the window) and -6 (a match length overflowing 32 bits) they are not, and the
+ * output may be partly written. The decoders may write anywhere in dst[0, capacity)
+ * beyond the bytes they report as produced. A match of offset 0 leaves its bytes
+ * as the destination held them. */
+
+/* Decodes the block src[0, srcLen) into dst[0, *pDstLen); *pDstLen: capacity in,
+ * bytes produced out. 0 at the end of the block; 32 when the source ends inside a
+ * literal run (and for a lone 1-byte block); 33 when the destination is full. */
+LUMDC_API LumStatus lumsDecodeLZ4_8u(const uint8_t* pSrc, int32_t srcLen, uint8_t* pDst, int32_t* pDstLen);
+
+/* Decodes a block whose matches may reach into earlier data. Output goes to
+ * dst[startIdx, startIdx + *pDstLen); *pSrcLen: block size in, bytes consumed out.
+ * The dictionary is dict[0, dictLen) and logically precedes the output:
+ *  - pDict null or dictLen 0: a self-contained block;
+ *  - pDict + dictLen == pDst + startIdx: the dictionary lies in memory right before
+ *    the output (e.g. earlier blocks decoded into the same buffer) and is read in place;
+ *  - otherwise a separate dictionary, whose last 64 KiB a match may reach into.
+ * Statuses as lumsDecodeLZ4_8u; dictLen < 0 with a separate dictionary gives -6. */
+LUMDC_API LumStatus lumsDecodeLZ4Dict_8u(const uint8_t* pSrc, int32_t* pSrcLen, uint8_t* pDst, int32_t startIdx,
+                                         int32_t* pDstLen, const uint8_t* pDict, int32_t dictLen);
+
+/* Encoders. The hash table is caller memory of lumsEncodeLZ4HashTableGetSize_8u bytes
+ * (16384); any alignment of 4 will do. The one-call encoders zero it themselves, so
+ * one table serves any number of unrelated blocks. The worst-case block size for n
+ * source bytes is n + n / 255 + 16. */
+
+/* *pSize = 16384. */
+LUMDC_API LumStatus lumsEncodeLZ4HashTableGetSize_8u(int32_t* pSize);
+/* Zeroes the table for a source of srcLen bytes (8192 bytes below 65536, else 16384). */
+LUMDC_API LumStatus lumsEncodeLZ4HashTableInit_8u(uint8_t* pHashTable, int32_t srcLen);
+/* Zeroes all 16384 bytes, ready for lumsEncodeLZ4LoadDict_8u. */
+LUMDC_API LumStatus lumsEncodeLZ4DictHashTableInit_8u(uint8_t* pHashTable, int32_t srcLen);
+
+/* Encodes src[0, srcLen) as one block into dst and stores its size in *pDstLen (out
+ * only). The destination must hold srcLen + srcLen / 255 + 80 bytes: the worst case
+ * plus room for 64-byte literal moves. */
+LUMDC_API LumStatus lumsEncodeLZ4_8u(const uint8_t* pSrc, int32_t srcLen, uint8_t* pDst, int32_t* pDstLen,
+                                     uint8_t* pHashTable);
+
+/* Encodes the longest prefix of src[0, *pSrcLen) whose block fits dst[0, *pDstLen)
+ * and never writes past it. *pSrcLen: bytes consumed out; *pDstLen: bytes produced
+ * out. 0 when the whole source was consumed, else 33; the output is always a
+ * complete block of the consumed prefix. */
+LUMDC_API LumStatus lumsEncodeLZ4Safe_8u(const uint8_t* pSrc, int32_t* pSrcLen, uint8_t* pDst, int32_t* pDstLen,
+                                         uint8_t* pHashTable);
+
+/* As lumsEncodeLZ4_8u, probing fewer positions: accel >= 1 (1 is the plain density,
+ * larger values trade ratio for speed on poorly compressible data); -16 below 1. */
+LUMDC_API LumStatus lumsEncodeLZ4Fast_8u(const uint8_t* pSrc, int32_t srcLen, uint8_t* pDst, int32_t* pDstLen,
+                                         uint8_t* pHashTable, int32_t accel);
+
+/* Enters every third position of dict[0, dictLen) into a table prepared by
+ * lumsEncodeLZ4DictHashTableInit_8u; a dictionary shorter than 9 bytes enters nothing. */
+LUMDC_API LumStatus lumsEncodeLZ4LoadDict_8u(uint8_t* pHashTable, const uint8_t* pDict, int32_t dictLen);
+
+/* Encodes src[0, srcLen) as one block whose matches may reach into the last 64 KiB of
+ * dict[0, dictLen), the dictionary loaded into the table (dictLen 0: none). The
+ * block decodes with lumsDecodeLZ4Dict_8u given the same dictionary. *pDstLen:
+ * capacity in, bytes produced out; the encoder never writes past the capacity and
+ * returns 33 with *pDstLen = 0 when the block does not fit (srcLen + srcLen / 255 +
+ * 16 bytes always suffice). srcLen 0 gives the empty block. The table may be reused
+ * for further blocks with the same dictionary: entries left by earlier blocks are
+ * clamped into the dictionary and can do no harm, but reloading it gives the best
+ * ratio. -5 for srcLen < 0, -6 for a capacity < 1 or dictLen < 0. */
+LUMDC_API LumStatus lumsEncodeLZ4Dict_8u(const uint8_t* pSrc, int32_t srcLen, uint8_t* pDst, int32_t* pDstLen,
+                                         uint8_t* pHashTable, const uint8_t* pDict, int32_t dictLen);
+
+/* As lumsEncodeLZ4Dict_8u, encoding the longest prefix of src[0, *pSrcLen) whose
+ * block fits, as lumsEncodeLZ4Safe_8u does: *pSrcLen consumed out, *pDstLen produced
+ * out, 0 or 33. */
+LUMDC_API LumStatus lumsEncodeLZ4DictSafe_8u(const uint8_t* pSrc, int32_t* pSrcLen, uint8_t* pDst, int32_t* pDstLen,
+                                             uint8_t* pHashTable, const uint8_t* pDict, int32_t dictLen);
+
+/* High compression: hash chains over a hash table of 0x20000 bytes and a chain table
+ * of 0x40000 bytes (caller memory, 4-byte aligned). Levels 1 to 12: 1-9 search ever
+ * longer chains with lazy matching, 10-12 parse optimally. Both encoders zero the
+ * hash table on each call (the chain table needs no clearing), encode the longest
+ * prefix of src[0, *pSrcLen) whose block fits dst[0, *pDstLen), store the bytes
+ * consumed and produced, and return 0 when everything was consumed, else 33. */
+
+/* *pHashSize = 0x20000, *pChainSize = 0x40000. */
+LUMDC_API LumStatus lumsEncodeLZ4HCHashTableGetSize_8u(int32_t* pHashSize, int32_t* pChainSize);
+/* Zeroes both tables. */
+LUMDC_API LumStatus lumsEncodeLZ4HCHashTableInit_8u(uint8_t* pHashTable, uint8_t* pChainTable);
+/* -5 for a level outside 1..12. */
+LUMDC_API LumStatus lumsEncodeLZ4HC_8u(const uint8_t* pSrc, int32_t* pSrcLen, uint8_t* pDst, int32_t* pDstLen,
+                                       uint8_t* pHashTable, uint8_t* pChainTable, int32_t level);
+/* As lumsEncodeLZ4HC_8u, with matches allowed to reach back into the dictLimit bytes
+ * that lie in memory directly before pSrc (src[-dictLimit, 0), of which the last
+ * 64 KiB can be reached). The block decodes with lumsDecodeLZ4Dict_8u given those
+ * bytes as the dictionary. -5 for dictLimit < 0. */
+LUMDC_API LumStatus lumsEncodeLZ4HCDictLimit_8u(const uint8_t* pSrc, int32_t* pSrcLen, uint8_t* pDst,
+                                                int32_t* pDstLen, uint8_t* pHashTable, uint8_t* pChainTable,
+                                                int32_t level, int32_t dictLimit);
+
 #ifdef __cplusplus
 }
 #endif
