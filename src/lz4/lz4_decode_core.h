@@ -225,10 +225,10 @@ LumStatus decodeBlock(const DecodeJob& job, size_t* consumed, size_t* produced) 
                 // masked in: no branch on the nibble, at the price of waiting for
                 // that byte, which pays where long matches are frequent and
                 // unpredictable (see kMaskedAbove).
-                const size_t isLong = size_t(0) - (n == 15);
-                const size_t extra = *src & isLong;  // src < srcEnd: a byte is there to read
-                src -= isLong;
-                longMatches -= isLong;
+                const size_t isLong = n == 15;
+                const size_t extra = *src & (size_t(0) - isLong);  // src < srcEnd: a byte is there to read
+                src += isLong;
+                longMatches += isLong;
                 n += extra;
                 if (extra == 255 && !readLength(src, srcLimit, n)) break;
             } else if (n == 15) {
