@@ -1,0 +1,46 @@
+// LZ4 encoding with the crc32 instruction for the hash and 64-byte compares into
+// a mask register for match extension; the tail of a match is compared with one
+// masked 64-byte load instead of word and byte steps.
+
+#include <immintrin.h>
+
+#include <cstring>
+
+#include "lz4_encode_core.h"
+
+namespace lumdc::lz4 {
+namespace {
+
+struct Avx512Ops {
+    static uint32_t hash(const uint8_t* p) { return _mm_crc32_u32(p[4], load32le(p)); }
+
+    static size_t extend(const uint8_t* a, const uint8_t* b, const uint8_t* aLimit) {
+        const uint8_t* const start = a;
+        for (; a + 64 <= aLimit; a += 64, b += 64) {
+            const uint64_t differ = _mm512_cmpneq_epu8_mask(_mm512_loadu_si512(a), _mm512_loadu_si512(b));
+            if (differ != 0) return size_t(a - start) + size_t(_tzcnt_u64(differ));
+        }
+        if (a < aLimit) {
+            const __mmask64 valid = _bzhi_u64(~0ull, unsigned(aLimit - a));
+            const uint64_t differ = _mm512_mask_cmpneq_epu8_mask(valid, _mm512_maskz_loadu_epi8(valid, a),
+                                                                 _mm512_maskz_loadu_epi8(valid, b));
+            return size_t(a - start) + (differ != 0 ? size_t(_tzcnt_u64(differ)) : size_t(aLimit - a));
+        }
+        return size_t(a - start);
+    }
+
+    static void copy64(uint8_t* dst, const uint8_t* src) {
+        const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
+        const __m256i y = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + 32));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), x);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + 32), y);
+    }
+};
+
+}  // namespace
+
+namespace avx512 {
+const EncodeKernels kEncodeKernels = encodeKernelsOf<Avx512Ops>();
+}  // namespace avx512
+
+}  // namespace lumdc::lz4

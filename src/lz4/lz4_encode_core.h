@@ -1,0 +1,278 @@
+// The LZ4 block encoder, written once and instantiated per variant with that
+// variant's hash and match-extension primitives (Ops), and per table layout.
+//
+// Matching is greedy with one candidate per position: the table slot of the
+// position's hash holds the last position that hashed there. The hash is one
+// CRC-32C step over the 4 bytes at p from the byte at p + 4, so five bytes decide
+// the slot while four equal bytes accept the candidate. On a miss the position
+// advances by counter >> 6, the counter starting at 64 after each sequence and
+// growing by one per miss: incompressible stretches are skipped ever faster.
+//
+// The block format's end rules are kept for every encoder: no match starts in
+// the last 12 bytes and none extends into the last 5, so a decoder always finds
+// a final run of at least 5 literals.
+//
+// Positions in the table are "virtual": counted from the dictionary's start when
+// there is one (the dictionary occupies [0, dictLen), the source follows), else
+// from the source's start. Every candidate is checked to lie before the current
+// position and within 65535 bytes of it before any byte of it is read, so a
+// table holding anything at all cannot lead us outside the buffers.
+//
+// Bounded encoders check each sequence against the capacity with room kept for
+// a final literal run of up to 12 bytes after it; when a sequence does not fit
+// they stop matching and write as many of the remaining bytes as fit as the final
+// literals, so the output is always a complete block of a prefix of the source
+// (a prefix whose last match still starts 12 or more bytes before its end).
+//
+// Ops supplies hash(p) (the unmasked CRC-32C step), extend(a, b, aLimit) (how many
+// bytes a[i] == b[i] for a + i < aLimit) and copy64(dst, src).
+//
+// Everything here has internal linkage; each variant includes it once.
+#pragma once
+
+#include <cstring>
+
+#include "core/crc32c_hash.h"
+#include "lz4_encode.h"
+
+namespace lumdc::lz4 {
+namespace {
+
+constexpr size_t kMinMatch = 4;
+constexpr size_t kMatchStartMargin = 12;  // no match starts in the last 12 bytes
+constexpr size_t kMatchEndMargin = 5;     // nor reaches into the last 5
+constexpr size_t kMaxOffset = 65535;
+constexpr size_t kLiteralPiece = 64;  // unbounded literal copies run past the run by up to 63
+
+inline size_t lengthBytes(size_t value) { return value < 15 ? 0 : (value - 15) / 255 + 1; }
+
+// The largest literal run that fits `room` bytes with its token and length bytes.
+inline size_t literalsFitting(size_t room) {
+    if (room <= 15) return room == 0 ? 0 : room - 1;
+    size_t r = room - 1 - lengthBytes(room - 1);
+    while (1 + lengthBytes(r + 1) + r + 1 <= room) ++r;
+    while (1 + lengthBytes(r) + r > room) --r;
+    return r;
+}
+
+inline uint8_t* writeLength(uint8_t* op, size_t rest) {
+    for (; rest >= 255; rest -= 255) *op++ = 255;
+    *op++ = uint8_t(rest);
+    return op;
+}
+
+// Literal runs move in 64-byte pieces, which may write up to 63 bytes past the
+// run (the unbounded encoders' documented slack) but must never read past the
+// source: near its end the run is copied exactly.
+template <class Ops>
+inline void copyLiteralPieces(uint8_t* dst, const uint8_t* src, size_t n, const uint8_t* srcEnd) {
+    if (size_t(srcEnd - src) >= ((n + kLiteralPiece - 1) & ~(kLiteralPiece - 1)))
+        for (size_t i = 0; i < n; i += kLiteralPiece) Ops::copy64(dst + i, src + i);
+    else
+        std::memcpy(dst, src, n);
+}
+
+struct Search {
+    const uint8_t* cand;  // start of the candidate's bytes (in the source or the dictionary)
+    size_t offset;
+};
+
+// Policy of one instantiation.
+template <class SlotT, unsigned kHashBitsV, bool kBoundedV, bool kDictV, bool kFastV>
+struct Layout {
+    using Slot = SlotT;
+    static constexpr uint32_t kMask = (1u << kHashBitsV) - 1;
+    static constexpr bool kBounded = kBoundedV;
+    static constexpr bool kDict = kDictV;
+    static constexpr bool kFast = kFastV;
+};
+
+template <class Ops, class L>
+EncodeResult encodeBlock(const EncodeJob& job) {
+    using Slot = typename L::Slot;
+    const uint8_t* const src = job.src;
+    const uint8_t* const end = src + job.srcLen;
+    Slot* const table = static_cast<Slot*>(job.table);
+    uint8_t* op = job.dst;
+    uint8_t* const opEnd = job.dst + job.capacity;
+    const uint8_t* anchor = src;
+    const uint32_t base = L::kDict ? uint32_t(job.dictLen) : 0;  // virtual position of src[0]
+    const uint8_t* const dict = job.dict;
+    const uint8_t* const dictEnd = L::kDict ? dict + job.dictLen : nullptr;
+
+    // Checks the table entry c against position p; on success sets the candidate.
+    // Without a dictionary the table was zeroed for this call, so every entry is
+    // an earlier position of it (zero for "none yet", position 0, which is fine to
+    // test); 16-bit entries are then also always within reach.
+    const auto accept = [&](const uint8_t* p, uint32_t c, Search& s) {
+        const uint32_t pos = base + uint32_t(p - src);
+        if constexpr (L::kDict) {
+            if (c >= pos || pos - c > kMaxOffset) return false;
+        } else if constexpr (sizeof(Slot) > 2) {
+            if (pos - c > kMaxOffset) return false;
+        }
+        const uint8_t* q;
+        if constexpr (L::kDict) {
+            if (c >= base) {
+                q = src + (c - base);
+            } else {
+                if (c + kMinMatch > base) return false;  // would straddle the dictionary's end
+                q = dict + c;
+            }
+        } else {
+            q = src + c;
+        }
+        if (load32le(q) != load32le(p)) return false;
+        s = {q, pos - c};
+        return true;
+    };
+    const auto probe = [&](const uint8_t* p, Search& s) {
+        const uint32_t h = Ops::hash(p) & L::kMask;
+        const uint32_t c = table[h];
+        table[h] = Slot(base + uint32_t(p - src));
+        return accept(p, c, s);
+    };
+
+    if (job.srcLen > kMatchStartMargin) {
+        const uint8_t* const matchLimit = end - kMatchStartMargin;
+        const uint8_t* const extendLimit = end - kMatchEndMargin;
+        const uint8_t* p = src + (L::kDict ? 0 : 1);
+        for (;;) {
+            Search s;
+            if constexpr (L::kFast) {
+                // Rounds of four probes accel bytes apart, then a step that grows
+                // by one every 64 probes, as in the plain search at accel 1.
+                const size_t a = size_t(job.accel);
+                size_t counter = 64 * a;
+                for (;;) {
+                    if (p >= matchLimit) goto last;
+                    if (probe(p, s)) break;
+                    const uint8_t* q = p + a;
+                    if (q < matchLimit && probe(q, s)) {
+                        p = q;
+                        break;
+                    }
+                    q += a;
+                    if (q < matchLimit && probe(q, s)) {
+                        p = q;
+                        break;
+                    }
+                    q += a;
+                    if (q < matchLimit && probe(q, s)) {
+                        p = q;
+                        break;
+                    }
+                    p = q + (counter >> 6);
+                    counter += 4;
+                }
+            } else {
+                size_t counter = 64;
+                for (;;) {
+                    if (__builtin_expect(p >= matchLimit, 0)) goto last;
+                    if (__builtin_expect(probe(p, s), 0)) break;
+                    p += counter++ >> 6;
+                }
+            }
+
+            // Extend backward over equal bytes the search stepped past (within the
+            // pending literals and the candidate's own buffer), then forward; a
+            // dictionary match that runs to the dictionary's end continues at the
+            // start of the source.
+            size_t len = kMinMatch;
+            {
+                const uint8_t* const low = L::kDict && s.cand < src ? dict : src;
+                while (p > anchor && s.cand > low && p[-1] == s.cand[-1]) {
+                    --p;
+                    --s.cand;
+                    ++len;
+                }
+            }
+            if (L::kDict && s.cand < src) {
+                const uint8_t* limit = p + size_t(dictEnd - s.cand);
+                if (limit > extendLimit) limit = extendLimit;
+                len += Ops::extend(p + len, s.cand + len, limit);
+                if (s.cand + len == dictEnd) len += Ops::extend(p + len, src, extendLimit);
+            } else {
+                len += Ops::extend(p + len, s.cand + len, extendLimit);
+            }
+
+            const size_t lit = size_t(p - anchor);
+            if constexpr (L::kBounded) {
+                const size_t rest = size_t(end - (p + len));
+                const size_t need = 1 + lengthBytes(lit) + lit + 2 + lengthBytes(len - kMinMatch) + 1 +
+                                    (rest < kMatchStartMargin ? rest : kMatchStartMargin);
+                if (need > size_t(opEnd - op)) goto last;
+            }
+            uint8_t* token = op++;
+            if (lit >= 15) {
+                *token = 15 << 4;
+                op = writeLength(op, lit - 15);
+            } else {
+                *token = uint8_t(lit << 4);
+            }
+            if (L::kBounded && size_t(opEnd - op) < lit + kLiteralPiece)
+                std::memcpy(op, anchor, lit);
+            else
+                copyLiteralPieces<Ops>(op, anchor, lit, end);
+            op += lit;
+            op[0] = uint8_t(s.offset);
+            op[1] = uint8_t(s.offset >> 8);
+            op += 2;
+            const size_t ml = len - kMinMatch;
+            if (ml >= 15) {
+                *token |= 15;
+                op = writeLength(op, ml - 15);
+            } else {
+                *token |= uint8_t(ml);
+            }
+            p += len;
+            anchor = p;
+            // The position two bytes before the match's end goes into the table
+            // too: it seeds the search that starts right here with a fresh
+            // neighbour (its five hashed bytes end inside the source, since
+            // matches end at least 5 bytes before it).
+            table[Ops::hash(p - 2) & L::kMask] = Slot(base + uint32_t(p - 2 - src));
+        }
+    }
+
+last:
+    size_t lit = size_t(end - anchor);
+    if constexpr (L::kBounded) {
+        const size_t fit = literalsFitting(size_t(opEnd - op));
+        if (lit > fit) lit = fit;
+    }
+    *op++ = uint8_t((lit < 15 ? lit : 15) << 4);
+    if (lit >= 15) op = writeLength(op, lit - 15);
+    std::memcpy(op, anchor, lit);
+    op += lit;
+    return {size_t(anchor - src) + lit, size_t(op - job.dst)};
+}
+
+// Enters every third position of the dictionary, as 32-bit positions from its start.
+template <class Ops>
+void loadDictionary(uint32_t* table, const uint8_t* dict, size_t dictLen) {
+    for (size_t i = 0; dictLen > 8 && i < dictLen - 8; i += 3) table[Ops::hash(dict + i) & 0xFFF] = uint32_t(i);
+}
+
+template <class Ops>
+constexpr EncodeKernels encodeKernelsOf() {
+    return {
+        [](const EncodeJob& j) {
+            return j.srcLen < 65536 ? encodeBlock<Ops, Layout<uint16_t, 12, false, false, false>>(j)
+                                    : encodeBlock<Ops, Layout<uint32_t, 12, false, false, false>>(j);
+        },
+        [](const EncodeJob& j) {
+            return j.srcLen < 65536 ? encodeBlock<Ops, Layout<uint16_t, 12, true, false, false>>(j)
+                                    : encodeBlock<Ops, Layout<uint32_t, 12, true, false, false>>(j);
+        },
+        [](const EncodeJob& j) {
+            return j.srcLen < 65536 ? encodeBlock<Ops, Layout<uint16_t, 13, false, false, true>>(j)
+                                    : encodeBlock<Ops, Layout<uint32_t, 12, false, false, true>>(j);
+        },
+        encodeBlock<Ops, Layout<uint32_t, 12, true, true, false>>,
+        loadDictionary<Ops>,
+    };
+}
+
+}  // namespace
+}  // namespace lumdc::lz4
