@@ -7,6 +7,8 @@
 // the slot while four equal bytes accept the candidate. On a miss the position
 // advances by counter >> 6, the counter starting at 64 after each sequence and
 // growing by one per miss: incompressible stretches are skipped ever faster.
+// A match found is extended backward over the pending literals and forward as
+// far as it goes; after it, the position two bytes before its end is entered.
 //
 // The block format's end rules are kept for every encoder: no match starts in
 // the last 12 bytes and none extends into the last 5, so a decoder always finds
@@ -18,11 +20,7 @@
 // position and within 65535 bytes of it before any byte of it is read, so a
 // table holding anything at all cannot lead us outside the buffers.
 //
-// Bounded encoders check each sequence against the capacity with room kept for
-// a final literal run of up to 12 bytes after it; when a sequence does not fit
-// they stop matching and write as many of the remaining bytes as fit as the final
-// literals, so the output is always a complete block of a prefix of the source
-// (a prefix whose last match still starts 12 or more bytes before its end).
+// Bounded encoders close a block that does not fit as lz4_block_writer.h says.
 //
 // Ops supplies hash(p) (the unmasked CRC-32C step), extend(a, b, aLimit) (how many
 // bytes a[i] == b[i] for a + i < aLimit) and copy64(dst, src).
@@ -33,44 +31,11 @@
 #include <cstring>
 
 #include "core/crc32c_hash.h"
+#include "lz4_block_writer.h"
 #include "lz4_encode.h"
 
 namespace lumdc::lz4 {
 namespace {
-
-constexpr size_t kMinMatch = 4;
-constexpr size_t kMatchStartMargin = 12;  // no match starts in the last 12 bytes
-constexpr size_t kMatchEndMargin = 5;     // nor reaches into the last 5
-constexpr size_t kMaxOffset = 65535;
-constexpr size_t kLiteralPiece = 64;  // unbounded literal copies run past the run by up to 63
-
-inline size_t lengthBytes(size_t value) { return value < 15 ? 0 : (value - 15) / 255 + 1; }
-
-// The largest literal run that fits `room` bytes with its token and length bytes.
-inline size_t literalsFitting(size_t room) {
-    if (room <= 15) return room == 0 ? 0 : room - 1;
-    size_t r = room - 1 - lengthBytes(room - 1);
-    while (1 + lengthBytes(r + 1) + r + 1 <= room) ++r;
-    while (1 + lengthBytes(r) + r > room) --r;
-    return r;
-}
-
-inline uint8_t* writeLength(uint8_t* op, size_t rest) {
-    for (; rest >= 255; rest -= 255) *op++ = 255;
-    *op++ = uint8_t(rest);
-    return op;
-}
-
-// Literal runs move in 64-byte pieces, which may write up to 63 bytes past the
-// run (the unbounded encoders' documented slack) but must never read past the
-// source: near its end the run is copied exactly.
-template <class Ops>
-inline void copyLiteralPieces(uint8_t* dst, const uint8_t* src, size_t n, const uint8_t* srcEnd) {
-    if (size_t(srcEnd - src) >= ((n + kLiteralPiece - 1) & ~(kLiteralPiece - 1)))
-        for (size_t i = 0; i < n; i += kLiteralPiece) Ops::copy64(dst + i, src + i);
-    else
-        std::memcpy(dst, src, n);
-}
 
 struct Search {
     const uint8_t* cand;  // start of the candidate's bytes (in the source or the dictionary)
@@ -93,8 +58,7 @@ EncodeResult encodeBlock(const EncodeJob& job) {
     const uint8_t* const src = job.src;
     const uint8_t* const end = src + job.srcLen;
     Slot* const table = static_cast<Slot*>(job.table);
-    uint8_t* op = job.dst;
-    uint8_t* const opEnd = job.dst + job.capacity;
+    BlockWriter<Ops, L::kBounded> out(job.dst, job.capacity, end);
     const uint8_t* anchor = src;
     const uint32_t base = L::kDict ? uint32_t(job.dictLen) : 0;  // virtual position of src[0]
     const uint8_t* const dict = job.dict;
@@ -197,34 +161,8 @@ EncodeResult encodeBlock(const EncodeJob& job) {
             }
 
             const size_t lit = size_t(p - anchor);
-            if constexpr (L::kBounded) {
-                const size_t rest = size_t(end - (p + len));
-                const size_t need = 1 + lengthBytes(lit) + lit + 2 + lengthBytes(len - kMinMatch) + 1 +
-                                    (rest < kMatchStartMargin ? rest : kMatchStartMargin);
-                if (need > size_t(opEnd - op)) goto last;
-            }
-            uint8_t* token = op++;
-            if (lit >= 15) {
-                *token = 15 << 4;
-                op = writeLength(op, lit - 15);
-            } else {
-                *token = uint8_t(lit << 4);
-            }
-            if (L::kBounded && size_t(opEnd - op) < lit + kLiteralPiece)
-                std::memcpy(op, anchor, lit);
-            else
-                copyLiteralPieces<Ops>(op, anchor, lit, end);
-            op += lit;
-            op[0] = uint8_t(s.offset);
-            op[1] = uint8_t(s.offset >> 8);
-            op += 2;
-            const size_t ml = len - kMinMatch;
-            if (ml >= 15) {
-                *token |= 15;
-                op = writeLength(op, ml - 15);
-            } else {
-                *token |= uint8_t(ml);
-            }
+            if (!out.fits(lit, len, p + len)) goto last;
+            out.sequence(anchor, lit, s.offset, len);
             p += len;
             anchor = p;
             // The position two bytes before the match's end goes into the table
@@ -236,16 +174,8 @@ EncodeResult encodeBlock(const EncodeJob& job) {
     }
 
 last:
-    size_t lit = size_t(end - anchor);
-    if constexpr (L::kBounded) {
-        const size_t fit = literalsFitting(size_t(opEnd - op));
-        if (lit > fit) lit = fit;
-    }
-    *op++ = uint8_t((lit < 15 ? lit : 15) << 4);
-    if (lit >= 15) op = writeLength(op, lit - 15);
-    std::memcpy(op, anchor, lit);
-    op += lit;
-    return {size_t(anchor - src) + lit, size_t(op - job.dst)};
+    const size_t lit = out.last(anchor);
+    return {size_t(anchor - src) + lit, out.produced()};
 }
 
 // Enters every third position of the dictionary, as 32-bit positions from its start.
