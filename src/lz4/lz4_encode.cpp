@@ -5,12 +5,14 @@
 #include "core/mem.h"
 #include "lumdc.h"
 #include "lz4_encode_core.h"
+#include "lz4hc_core.h"
 
 namespace lumdc::lz4 {
 namespace {
 
 struct RefOps {
     static uint32_t hash(const uint8_t* p) { return crc32cWordPortable(p[4], load32le(p)); }
+    static uint32_t hash4(const uint8_t* p) { return crc32cWordPortable(0, load32le(p)); }
 
     static size_t extend(const uint8_t* a, const uint8_t* b, const uint8_t* aLimit) {
         const uint8_t* const start = a;
@@ -32,6 +34,7 @@ struct RefOps {
 
 namespace ref {
 const EncodeKernels kEncodeKernels = encodeKernelsOf<RefOps>();
+EncodeResult encodeHc(const HcJob& job) { return encodeHcBlock<RefOps>(job); }
 }  // namespace ref
 
 }  // namespace lumdc::lz4

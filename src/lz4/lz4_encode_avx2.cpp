@@ -6,12 +6,14 @@
 #include <cstring>
 
 #include "lz4_encode_core.h"
+#include "lz4hc_core.h"
 
 namespace lumdc::lz4 {
 namespace {
 
 struct Avx2Ops {
     static uint32_t hash(const uint8_t* p) { return _mm_crc32_u32(p[4], load32le(p)); }
+    static uint32_t hash4(const uint8_t* p) { return _mm_crc32_u32(0, load32le(p)); }
 
     static size_t extend(const uint8_t* a, const uint8_t* b, const uint8_t* aLimit) {
         const uint8_t* const start = a;
@@ -44,6 +46,7 @@ struct Avx2Ops {
 
 namespace avx2 {
 const EncodeKernels kEncodeKernels = encodeKernelsOf<Avx2Ops>();
+EncodeResult encodeHc(const HcJob& job) { return encodeHcBlock<Avx2Ops>(job); }
 }  // namespace avx2
 
 }  // namespace lumdc::lz4

@@ -7,12 +7,14 @@
 #include <cstring>
 
 #include "lz4_encode_core.h"
+#include "lz4hc_core.h"
 
 namespace lumdc::lz4 {
 namespace {
 
 struct Avx512Ops {
     static uint32_t hash(const uint8_t* p) { return _mm_crc32_u32(p[4], load32le(p)); }
+    static uint32_t hash4(const uint8_t* p) { return _mm_crc32_u32(0, load32le(p)); }
 
     static size_t extend(const uint8_t* a, const uint8_t* b, const uint8_t* aLimit) {
         const uint8_t* const start = a;
@@ -41,6 +43,7 @@ struct Avx512Ops {
 
 namespace avx512 {
 const EncodeKernels kEncodeKernels = encodeKernelsOf<Avx512Ops>();
+EncodeResult encodeHc(const HcJob& job) { return encodeHcBlock<Avx512Ops>(job); }
 }  // namespace avx512
 
 }  // namespace lumdc::lz4

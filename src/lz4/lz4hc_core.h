@@ -1,0 +1,526 @@
+// High-compression LZ4 encoding over hash chains, written once and instantiated
+// per variant with that variant's primitives (Ops: hash4, extend, copy64).
+//
+// Chains. Every position of the window is entered, in order: head[hash] holds the
+// latest position with that 4-byte hash (plus one, so 0 means none), and
+// chain[position mod 65536] the distance back to the one before it (0: none; a
+// distance is never above 65535 while the earlier position is in reach). The
+// distances fill the first half of the chain table: half the cache footprint of
+// whole positions, which the walk, one dependent load after another, feels. The
+// head table is zeroed for each block; chain entries are only read for positions
+// entered during this block and younger than 65536 positions (older ones are out
+// of an offset's reach and their entry may already belong to a newer position),
+// so the chain table needs no clearing and its old contents can do no harm.
+//
+// Parsing. Levels 1 to 9 walk 2 to 256 candidates per position and choose among
+// the matches a lazy search meets with the optimal parser's costs (see
+// encodeFrontier). Levels
+// 10 to 12 parse optimally: within a window of up to kOptWindow positions they
+// find, by dynamic programming over exact byte costs, the cheapest way to reach
+// the furthest point any match reached, then emit that path.
+//
+// Internal linkage: each variant includes this once.
+#pragma once
+
+#include <cstring>
+
+#include "core/crc32c_hash.h"
+#include "lz4_block_writer.h"
+#include "lz4hc.h"
+
+namespace lumdc::lz4 {
+namespace {
+
+constexpr unsigned kHcHashBits = 15;
+constexpr uint32_t kChainMask = 0xFFFF;
+// The optimal parsers' nodes live in the second half of the chain table (the
+// first holds the 16-bit chain distances): 4098 nodes of 12 bytes fit its
+// 128 KiB with room to spare, and no stack is spent on them.
+constexpr size_t kOptWindow = 4096;
+
+struct HcLevel {
+    uint32_t attempts;    // candidates examined per search
+    uint32_t sufficient;  // a match this long ends the search (and, when optimal, the window)
+    bool optimal;
+    bool everyPosition;  // optimal: search every position, not only those that may reach further
+};
+
+constexpr HcLevel kHcLevels[13] = {
+    {0, 0, false, false},
+    {2, 16, false, false},
+    {2, 16, false, false},
+    {4, 16, false, false},
+    {8, 16, false, false},
+    {16, 16, false, false},
+    {32, 16, false, false},
+    {64, 16, false, false},
+    {128, 16, false, false},
+    {256, 65535, false, false},
+    {96, 64, true, false},
+    {512, 128, true, false},
+    {16384, kOptWindow, true, true},
+};
+
+struct HcMatch {
+    size_t len;  // 0: none
+    size_t offset;
+};
+
+// Finds the longest match at a position over the chains. Chain swap: a match
+// longer than the best so far must agree with it at every offset k inside it, so
+// the walk may follow the chain of the 4 bytes at any such offset instead of
+// those at offset 0; we follow the one whose previous occurrence lies furthest
+// back, which skips the candidates that cannot win. Runs of one byte are crossed
+// in one step (see enterUpTo).
+template <class Ops>
+class HcMatcher {
+public:
+    HcMatcher(const HcJob& job)
+        : base_(job.src - job.prefixLen),
+          head_(job.head),
+          chain_(reinterpret_cast<uint16_t*>(job.chain)),
+          next_(uint32_t(job.prefixLen > kMaxOffset ? job.prefixLen - kMaxOffset : 0)) {}
+
+    // The longest match at p longer than minLen and ending by `limit`; at most
+    // `attempts` candidates, stopping early at `sufficient`.
+    HcMatch longest(const uint8_t* p, size_t minLen, const uint8_t* limit, uint32_t attempts, size_t sufficient) {
+        const uint32_t pos = uint32_t(p - base_);
+        enterUpTo(pos);
+        const uint32_t lowest = pos > kMaxOffset ? pos - uint32_t(kMaxOffset) : 0;
+        const size_t room = size_t(limit - p);
+        HcMatch best{0, 0};
+        size_t bestLen = minLen;
+        if (bestLen >= room) return best;
+        const uint32_t word = load32le(p);
+        // In a run of one byte, how far it goes from p: a candidate that is an
+        // earlier run's first position matches just that far when its own run is
+        // longer, and the position of that run with exactly as much run left (the
+        // only one that may match beyond it) was passed over by the chain.
+        const bool run = word == (word & 0xFF) * 0x01010101u;
+        const size_t runLeft = run ? kMinMatch + Ops::extend(p + kMinMatch, p, limit) : 0;
+
+        uint32_t c1 = head_[hashOf(p)];
+        uint32_t follow = 0;  // the offset inside the match whose chain we walk
+        while (c1 > follow && attempts-- > 0) {
+            const uint32_t c = c1 - 1 - follow;
+            if (c < lowest) break;
+            const uint8_t* q = base_ + c;
+            if (q[bestLen] == p[bestLen] && load32le(q) == word) {
+                const size_t len = kMinMatch + Ops::extend(p + kMinMatch, q + kMinMatch, limit);
+                if (len > bestLen) {
+                    bestLen = len;
+                    best = {len, size_t(pos - c)};
+                    if (len >= sufficient || len >= room) break;
+                    follow = widestGap(c, len, pos);
+                }
+            } else if (run && runLeft < room && load32le(q) == word && q[runLeft] == p[0] &&
+                       Ops::extend(p, q, p + runLeft) == runLeft) {
+                // Run as far as ours and further: try the position of this run
+                // that has exactly as much of it left.
+                const size_t more = Ops::extend(q + runLeft, p, p + room - runLeft);
+                const uint32_t a = c + uint32_t(more);
+                if (a < pos) {
+                    const uint8_t* qa = base_ + a;
+                    const size_t len = runLeft + Ops::extend(p + runLeft, qa + runLeft, limit);
+                    if (len > bestLen) {
+                        bestLen = len;
+                        best = {len, size_t(pos - a)};
+                        if (len >= sufficient || len >= room) break;
+                    }
+                }
+            }
+            c1 = before(c + follow);
+        }
+        return best;
+    }
+
+    // The longest match found at s, each candidate also extended backward down
+    // to `low`, longer than minLen in total. Returns its start through `start`.
+    HcMatch wider(const uint8_t* s, const uint8_t* low, size_t minLen, const uint8_t* limit, uint32_t attempts,
+                  const uint8_t*& start) {
+        const uint32_t pos = uint32_t(s - base_);
+        enterUpTo(pos);
+        const uint32_t lowest = pos > kMaxOffset ? pos - uint32_t(kMaxOffset) : 0;
+        const uint32_t word = load32le(s);
+        HcMatch best{0, 0};
+        size_t bestLen = minLen;
+        for (uint32_t c1 = head_[hashOf(s)]; c1 != 0 && attempts > 0; --attempts) {
+            const uint32_t c = c1 - 1;
+            if (c < lowest) break;
+            const uint8_t* q = base_ + c;
+            if (load32le(q) == word) {
+                const size_t forward = kMinMatch + Ops::extend(s + kMinMatch, q + kMinMatch, limit);
+                const size_t backRoom = size_t(s - low) < size_t(q - base_) ? size_t(s - low) : size_t(q - base_);
+                if (forward + backRoom <= bestLen) {  // even a full backward extension would not win
+                    c1 = before(c);
+                    continue;
+                }
+                const size_t back = backwardEqual(s, q, backRoom);
+                if (forward + back > bestLen) {
+                    bestLen = forward + back;
+                    best = {bestLen, size_t(pos - c)};
+                    start = s - back;
+                }
+            }
+            c1 = before(c);
+        }
+        return best;
+    }
+
+    const uint8_t* windowStart() const { return base_; }
+
+private:
+    uint32_t hashOf(const uint8_t* p) const { return Ops::hash4(p) & ((1u << kHcHashBits) - 1); }
+
+    // Inside a run of one byte, a position is linked to the run's first position
+    // rather than to the one before it: a walk then crosses a whole run, this one
+    // or an earlier one, in one step. Only positions deeper inside earlier runs
+    // are passed over, and they match no further than the run's first position
+    // (whose remaining run is longest) does for any but one alignment.
+    void enterUpTo(uint32_t pos) {
+        for (; next_ < pos; ++next_) {
+            const uint8_t* x = base_ + next_;
+            const uint32_t h = hashOf(x);
+            uint32_t gap = head_[h] == 0 ? 0 : next_ + 1 - head_[h];
+            if (load32le(x) == x[0] * 0x01010101u) {
+                if (next_ == 0 || !inRun_ || x[-1] != x[0]) {
+                    inRun_ = true;
+                    runFirst_ = next_;
+                } else {
+                    gap = next_ - runFirst_;
+                }
+            } else {
+                inRun_ = false;
+            }
+            chain_[next_ & kChainMask] = uint16_t(gap > kMaxOffset ? 0 : gap);
+            head_[h] = next_ + 1;
+        }
+    }
+
+    // The position before c in c's chain, plus one (0: none).
+    uint32_t before(uint32_t c) const {
+        const uint32_t gap = chain_[c & kChainMask];
+        return gap == 0 ? 0 : c - gap + 1;
+    }
+
+    // How many bytes before a and b are equal, at most `room`.
+    static size_t backwardEqual(const uint8_t* a, const uint8_t* b, size_t room) {
+        size_t n = 0;
+        for (; n + 8 <= room; n += 8) {
+            uint64_t x, y;
+            std::memcpy(&x, a - n - 8, 8);
+            std::memcpy(&y, b - n - 8, 8);
+            if (x != y) return n + size_t(__builtin_clzll(x ^ y) / 8);
+        }
+        for (; n < room && a[-1 - ptrdiff_t(n)] == b[-1 - ptrdiff_t(n)]; ++n) {
+        }
+        return n;
+    }
+
+    // Among the offsets k inside a match at c of length len (whose positions are
+    // already entered), the one whose 4-byte sequence occurred least recently.
+    uint32_t widestGap(uint32_t c, size_t len, uint32_t pos) const {
+        uint32_t bestK = 0, bestGap = 0;
+        const uint32_t kMax = uint32_t(len - kMinMatch);
+        for (uint32_t k = 0; k <= kMax && c + k < pos; ++k) {
+            const uint32_t back = chain_[(c + k) & kChainMask];
+            const uint32_t gap = back == 0 || back > c ? 0xFFFFFFFFu : back;  // none, or out of reach: best of all
+            if (gap > bestGap) {
+                bestGap = gap;
+                bestK = k;
+            }
+        }
+        return bestK;
+    }
+
+    const uint8_t* const base_;
+    uint32_t* const head_;
+    uint16_t* const chain_;
+    uint32_t next_;          // the next position to enter
+    bool inRun_ = false;     // next_ - 1 began a run word that continues
+    uint32_t runFirst_ = 0;  // the first position of that run
+};
+
+// Byte costs of the optimal parser: a node's price counts everything emitted so
+// far plus the literal bytes (and their length bytes) of its pending run; a
+// match adds its token, offset and length bytes.
+inline uint32_t literalStep(uint32_t run) {  // cost of growing a run from `run` to run + 1
+    const uint32_t n = run + 1;
+    return 1 + (n == 15 || (n > 15 && (n - 15) % 255 == 0) ? 1 : 0);
+}
+inline uint32_t literalsCost(size_t run) { return uint32_t(run + lengthBytes(run)); }
+inline uint32_t matchCost(size_t len) {  // token, offset, and length bytes past 18
+    return len < 19 ? 3 : len < 274 ? 4 : uint32_t(3 + lengthBytes(len - kMinMatch));
+}
+
+struct OptNode {
+    uint32_t price;
+    uint32_t run;  // pending literals when reached by a literal
+    uint16_t len;  // 0: reached by a literal, else by a match of this length
+    uint16_t offset;
+};
+
+// Emits the path that reaches opt[to] (positions relative to p), leaving its
+// final literal run pending at `anchor`; false when the destination refused a
+// sequence.
+template <class Writer>
+bool emitOptimalPath(Writer& out, const uint8_t*& anchor, const OptNode* opt, const uint8_t* p, size_t to) {
+    struct Step {
+        uint16_t at, len, offset;  // within the window, a window-bounded length, an offset
+    };
+    Step steps[kOptWindow / kMinMatch + 1];
+    size_t count = 0;
+    for (size_t e = to; e > 0;) {
+        if (opt[e].len == 0) {
+            --e;
+        } else {
+            steps[count++] = {uint16_t(e - opt[e].len), opt[e].len, opt[e].offset};
+            e -= opt[e].len;
+        }
+    }
+    while (count > 0) {
+        const Step& s = steps[--count];
+        const uint8_t* m = p + s.at;
+        const size_t lit = size_t(m - anchor);
+        if (!out.fits(lit, s.len, m + s.len)) return false;
+        out.sequence(anchor, lit, s.offset, s.len);
+        anchor = m + s.len;
+    }
+    return true;
+}
+
+// Levels 1 to 9: the byte costs of the optimal parser over only the matches a
+// lazy search meets. From a match at p, one search two bytes before the furthest
+// point reached ("the frontier") looks for a match extended backward (to just
+// after p at most) that reaches beyond it; each match found may be used from its
+// start with any length, or from any position inside it to its end, so the
+// dynamic programme settles where overlapping matches hand over. Positions are
+// finalised in order; a match found further back than the finalised point only
+// adds its ends reached from finalised positions. Searches stay as few as a lazy
+// parser's.
+template <class Ops>
+EncodeResult encodeFrontier(const HcJob& job, const HcLevel& level, OptNode* opt) {
+    const uint8_t* const src = job.src;
+    const uint8_t* const end = src + job.srcLen;
+    BlockWriter<Ops, true> out(job.dst, job.capacity, end);
+    HcMatcher<Ops> matcher(job);
+    const uint8_t* anchor = src;
+    constexpr uint32_t kUnreached = 0xFFFFFFFFu;
+    struct Active {
+        uint32_t start, end;
+        uint16_t offset;
+    };
+    constexpr size_t kMaxActive = 16;
+    Active active[kMaxActive];
+
+    if (job.srcLen > kMatchStartMargin) {
+        const uint8_t* const matchLimit = end - kMatchStartMargin;
+        const uint8_t* const extendLimit = end - kMatchEndMargin;
+        const uint8_t* const low = matcher.windowStart();
+        const uint8_t* p = src;
+        while (p < matchLimit) {
+            HcMatch m = matcher.longest(p, kMinMatch - 1, extendLimit, level.attempts, level.sufficient);
+            if (m.len == 0) {
+                ++p;
+                continue;
+            }
+            while (p > anchor && p - m.offset > low && p[-1] == p[-1 - ptrdiff_t(m.offset)]) {
+                --p;
+                ++m.len;
+            }
+            // A match too long to weigh, or one that nothing overlapping beats, is
+            // simply taken: with a single match the programme's answer is that match.
+            const uint8_t* wStart = nullptr;
+            HcMatch w{0, 0};
+            if (m.len + 2 * kMinMatch < kOptWindow && m.len < level.sufficient && p + m.len - 2 < matchLimit)
+                w = matcher.wider(p + m.len - 2, p + 1, kMinMatch - 1, extendLimit, level.attempts, wStart);
+            if (w.len == 0 || size_t(wStart - p) + w.len <= m.len || size_t(wStart - p) + w.len > kOptWindow) {
+                const size_t lit = size_t(p - anchor);
+                if (!out.fits(lit, m.len, p + m.len)) break;
+                out.sequence(anchor, lit, m.offset, m.len);
+                p += m.len;
+                anchor = p;
+                continue;
+            }
+
+            const size_t run0 = size_t(p - anchor);
+            opt[0] = {literalsCost(run0), uint32_t(run0), 0, 0};
+            size_t reach = 0;
+            const auto touch = [&](size_t upTo) {
+                for (; reach < upTo; ++reach) opt[reach + 1] = {kUnreached, 0, 0, 0};
+            };
+            const auto relax = [&](size_t from, size_t to, uint16_t offset) {
+                const uint32_t price = opt[from].price + matchCost(to - from);
+                if (price < opt[to].price) opt[to] = {price, 0, uint16_t(to - from), offset};
+            };
+            size_t active_count = 0, done = 0;    // positions below `done` are final
+            const auto process = [&](size_t x) {  // finalise x and relax out of it
+                const uint32_t run = opt[x].len == 0 ? opt[x].run : 0;
+                const uint32_t byLiteral = opt[x].price + literalStep(run);
+                if (byLiteral < opt[x + 1].price) opt[x + 1] = {byLiteral, run + 1, 0, 0};
+                for (size_t i = 0; i < active_count;) {
+                    const Active& a = active[i];
+                    if (x + kMinMatch > a.end) {  // of no more use from here on
+                        active[i] = active[--active_count];
+                        continue;
+                    }
+                    if (x == a.start)
+                        for (size_t to = x + kMinMatch; to <= a.end; ++to) relax(x, to, a.offset);
+                    else if (x > a.start)
+                        relax(x, a.end, a.offset);
+                    ++i;
+                }
+                done = x + 1;
+            };
+            const auto addMatch = [&](size_t start, size_t matchEnd, size_t offset) {
+                touch(matchEnd + 1);
+                for (size_t x = start; x < done && x + kMinMatch <= matchEnd; ++x) {
+                    if (x == start)
+                        for (size_t to = done > x + kMinMatch ? done : x + kMinMatch; to <= matchEnd; ++to)
+                            relax(x, to, uint16_t(offset));
+                    else
+                        relax(x, matchEnd, uint16_t(offset));
+                }
+                if (active_count == kMaxActive) {  // the one ending first is worth least
+                    size_t shortest = 0;
+                    for (size_t i = 1; i < kMaxActive; ++i)
+                        if (active[i].end < active[shortest].end) shortest = i;
+                    active[shortest] = active[--active_count];
+                }
+                active[active_count++] = {uint32_t(start), uint32_t(matchEnd), uint16_t(offset)};
+            };
+
+            addMatch(0, m.len, m.offset);
+            size_t last = m.len;
+            while (done + 2 <= last) process(done);
+            addMatch(size_t(wStart - p), size_t(wStart - p) + w.len, w.offset);
+            last = size_t(wStart - p) + w.len;
+            m = w;
+            while (last + 2 * kMinMatch < kOptWindow && m.len < level.sufficient) {
+                const uint8_t* s = p + last - 2;
+                if (s >= matchLimit) break;
+                while (done + 2 <= last) process(done);
+                const uint8_t* start = nullptr;
+                const HcMatch next = matcher.wider(s, p + 1, kMinMatch - 1, extendLimit, level.attempts, start);
+                if (next.len == 0) break;
+                const size_t nextEnd = size_t(start - p) + next.len;
+                if (nextEnd <= last || nextEnd > kOptWindow) break;
+                addMatch(size_t(start - p), nextEnd, next.offset);
+                last = nextEnd;
+                m = next;
+            }
+            while (done < last) process(done);
+            if (!emitOptimalPath(out, anchor, opt, p, last)) goto last;
+            p += last;
+        }
+    }
+last:
+    const size_t lit = out.last(anchor);
+    return {size_t(anchor - src) + lit, out.produced()};
+}
+
+// Levels 10 to 12.
+template <class Ops>
+EncodeResult encodeOptimal(const HcJob& job, const HcLevel& level, OptNode* opt) {
+    const uint8_t* const src = job.src;
+    const uint8_t* const end = src + job.srcLen;
+    BlockWriter<Ops, true> out(job.dst, job.capacity, end);
+    HcMatcher<Ops> matcher(job);
+    const uint8_t* anchor = src;
+    constexpr uint32_t kUnreached = 0xFFFFFFFFu;
+
+    const auto emitPath = [&](const uint8_t* p, size_t to) { return emitOptimalPath(out, anchor, opt, p, to); };
+
+    if (job.srcLen > kMatchStartMargin) {
+        const uint8_t* const matchLimit = end - kMatchStartMargin;
+        const uint8_t* const extendLimit = end - kMatchEndMargin;
+        const uint8_t* p = src;
+        while (p < matchLimit) {
+            const HcMatch first = matcher.longest(p, kMinMatch - 1, extendLimit, level.attempts, level.sufficient);
+            if (first.len == 0) {
+                ++p;
+                continue;
+            }
+            if (first.len >= level.sufficient || first.len >= kOptWindow) {
+                const size_t lit = size_t(p - anchor);
+                if (!out.fits(lit, first.len, p + first.len)) goto last;
+                out.sequence(anchor, lit, first.offset, first.len);
+                p += first.len;
+                anchor = p;
+                continue;
+            }
+
+            const size_t run0 = size_t(p - anchor);
+            opt[0] = {literalsCost(run0), uint32_t(run0), 0, 0};
+            size_t reach = 0;  // opt[0 .. reach + 1] are initialised
+            const auto touch = [&](size_t upTo) {
+                for (; reach < upTo; ++reach) opt[reach + 1] = {kUnreached, 0, 0, 0};
+            };
+            const auto relaxMatches = [&](size_t cur, const HcMatch& m, size_t from) {
+                touch(cur + m.len + 1);
+                const uint32_t base = opt[cur].price;
+                for (size_t len = from; len <= m.len; ++len) {
+                    const uint32_t price = base + matchCost(len);
+                    if (price < opt[cur + len].price) opt[cur + len] = {price, 0, uint16_t(len), uint16_t(m.offset)};
+                }
+            };
+            relaxMatches(0, first, kMinMatch);
+            size_t last = first.len;  // the furthest point reached by a match
+            size_t forcedAt = 0;
+            HcMatch forced{0, 0};
+            for (size_t cur = 0; cur < last; ++cur) {
+                // The literal step into cur + 1.
+                const uint32_t run = opt[cur].len == 0 ? opt[cur].run : 0;
+                const uint32_t byLiteral = opt[cur].price + literalStep(run);
+                if (byLiteral < opt[cur + 1].price) opt[cur + 1] = {byLiteral, run + 1, 0, 0};
+                if (cur == 0) continue;
+                const uint8_t* q = p + cur;
+                if (q >= matchLimit) continue;
+                // Outside the top level, only positions that may reach past `last`
+                // are searched, and none whose next position is already reached no
+                // dearer while a match from here could hardly pay off.
+                if (!level.everyPosition) {
+                    touch(cur + kMinMatch);
+                    if (opt[cur + 1].price <= opt[cur].price && opt[cur + kMinMatch].price < opt[cur].price + 3)
+                        continue;
+                }
+                const size_t minLen = level.everyPosition ? kMinMatch - 1 : last - cur;
+                const HcMatch m = matcher.longest(q, minLen, extendLimit, level.attempts, level.sufficient);
+                if (m.len == 0) continue;
+                if (m.len >= level.sufficient || cur + m.len > kOptWindow) {
+                    forcedAt = cur;
+                    forced = m;
+                    last = cur;
+                    break;
+                }
+                relaxMatches(cur, m, kMinMatch);
+                if (cur + m.len > last) last = cur + m.len;
+            }
+            if (!emitPath(p, last)) goto last;
+            if (forced.len != 0) {
+                const uint8_t* m = p + forcedAt;
+                const size_t lit = size_t(m - anchor);
+                if (!out.fits(lit, forced.len, m + forced.len)) goto last;
+                out.sequence(anchor, lit, forced.offset, forced.len);
+                anchor = m + forced.len;
+                p = anchor;
+            } else {
+                p += last;
+            }
+        }
+    }
+last:
+    const size_t lit = out.last(anchor);
+    return {size_t(anchor - src) + lit, out.produced()};
+}
+
+template <class Ops>
+EncodeResult encodeHcBlock(const HcJob& job) {
+    const HcLevel& level = kHcLevels[job.level];
+    OptNode* const nodes = reinterpret_cast<OptNode*>(job.chain + kHcChainBytes / 8);
+    static_assert((kOptWindow + 2) * sizeof(OptNode) <= kHcChainBytes / 2);
+    return level.optimal ? encodeOptimal<Ops>(job, level, nodes) : encodeFrontier<Ops>(job, level, nodes);
+}
+
+}  // namespace
+}  // namespace lumdc::lz4
