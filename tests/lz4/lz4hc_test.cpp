@@ -1,0 +1,202 @@
+// LZ4 high compression: statuses in check order, round trips at every level
+// through liblz4 with an exactly sized destination, identical blocks from every
+// variant and whatever the chain table held before, bounded output at every
+// capacity behind guard pages, and blocks that reach into the bytes before the
+// source.
+
+#include "lz4/lz4hc.h"
+
+#include <gtest/gtest.h>
+#include <lz4.h>
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "lumdc.h"
+#include "test_support.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+struct Tables {
+    Bytes head = Bytes(0x20000), chain = Bytes(0x40000);
+};
+
+Bytes makeData(std::mt19937_64& rng, int kind, size_t n) {
+    return kind == 0   ? lumtest::randomBytes(rng, n)
+           : kind == 1 ? lumtest::textLike(rng, n)
+                       : lumtest::repetitive(rng, n);
+}
+
+// Encodes all of data at `level` (capacity: the worst case) or fails the test.
+Bytes encodeHc(const Bytes& data, int level, Tables& t) {
+    Bytes out(data.size() + data.size() / 255 + 16);
+    int32_t srcLen = int32_t(data.size()), len = int32_t(out.size());
+    EXPECT_EQ(lumsEncodeLZ4HC_8u(data.data(), &srcLen, out.data(), &len, t.head.data(), t.chain.data(), level),
+              lumStatusOk);
+    EXPECT_EQ(srcLen, int32_t(data.size()));
+    out.resize(size_t(len));
+    return out;
+}
+
+::testing::AssertionResult decodesTo(const Bytes& block, const uint8_t* expect, size_t n, const Bytes& dict = {}) {
+    Bytes out(n + 1);
+    const int got = LZ4_decompress_safe_usingDict(reinterpret_cast<const char*>(block.data()),
+                                                  reinterpret_cast<char*>(out.data()), int(block.size()), int(n),
+                                                  reinterpret_cast<const char*>(dict.data()), int(dict.size()));
+    if (got != int(n)) return ::testing::AssertionFailure() << "liblz4 returned " << got << " for " << n;
+    if (n != 0 && std::memcmp(out.data(), expect, n) != 0) return ::testing::AssertionFailure() << "bytes differ";
+    return ::testing::AssertionSuccess();
+}
+
+TEST(Lz4HcStatus, SizesInitAndChecksInOrder) {
+    int32_t hs = 0, cs = 0;
+    EXPECT_EQ(lumsEncodeLZ4HCHashTableGetSize_8u(nullptr, &cs), lumStatusNullPtr);
+    EXPECT_EQ(lumsEncodeLZ4HCHashTableGetSize_8u(&hs, nullptr), lumStatusNullPtr);
+    ASSERT_EQ(lumsEncodeLZ4HCHashTableGetSize_8u(&hs, &cs), lumStatusOk);
+    EXPECT_EQ(hs, 0x20000);
+    EXPECT_EQ(cs, 0x40000);
+
+    Tables t;
+    std::fill(t.head.begin(), t.head.end(), 0xAB);
+    std::fill(t.chain.begin(), t.chain.end(), 0xCD);
+    EXPECT_EQ(lumsEncodeLZ4HCHashTableInit_8u(nullptr, t.chain.data()), lumStatusNullPtr);
+    EXPECT_EQ(lumsEncodeLZ4HCHashTableInit_8u(t.head.data(), nullptr), lumStatusNullPtr);
+    ASSERT_EQ(lumsEncodeLZ4HCHashTableInit_8u(t.head.data(), t.chain.data()), lumStatusOk);
+    EXPECT_TRUE(std::all_of(t.head.begin(), t.head.end(), [](uint8_t b) { return b == 0; }));
+    EXPECT_TRUE(std::all_of(t.chain.begin(), t.chain.end(), [](uint8_t b) { return b == 0; }));
+
+    uint8_t src[32] = {}, dst[64];
+    int32_t srcLen = 32, len = 64;
+    uint8_t* h = t.head.data();
+    uint8_t* c = t.chain.data();
+    EXPECT_EQ(lumsEncodeLZ4HC_8u(nullptr, &srcLen, dst, &len, h, c, 0), lumStatusNullPtr);
+    EXPECT_EQ(lumsEncodeLZ4HC_8u(src, nullptr, dst, &len, h, c, 9), lumStatusNullPtr);
+    EXPECT_EQ(lumsEncodeLZ4HC_8u(src, &srcLen, dst, &len, h, nullptr, 9), lumStatusNullPtr);
+    srcLen = 0;
+    EXPECT_EQ(lumsEncodeLZ4HC_8u(src, &srcLen, dst, &len, h, c, 0), lumStatusSizeErr);
+    srcLen = 32;
+    len = 0;
+    EXPECT_EQ(lumsEncodeLZ4HC_8u(src, &srcLen, dst, &len, h, c, 9), lumStatusSizeErr);
+    len = 64;
+    EXPECT_EQ(lumsEncodeLZ4HC_8u(src, &srcLen, dst, &len, h, c, 0), lumStatusBadArg);
+    EXPECT_EQ(lumsEncodeLZ4HC_8u(src, &srcLen, dst, &len, h, c, 13), lumStatusBadArg);
+    EXPECT_EQ(lumsEncodeLZ4HCDictLimit_8u(src, &srcLen, dst, &len, h, c, 9, -1), lumStatusBadArg);
+    EXPECT_EQ(srcLen, 32);
+    EXPECT_EQ(len, 64);
+}
+
+class Lz4HcVariant : public ::testing::TestWithParam<size_t> {
+protected:
+    void SetUp() override {
+        if (!lumtest::hasFeatures(variant().features)) GTEST_SKIP() << "processor lacks " << variant().name;
+        scope_.emplace(variant().features);
+    }
+    const lumdc::Variant<lumdc::lz4::HcKernel>& variant() const { return lumdc::lz4::kHcVariants[GetParam()]; }
+
+private:
+    std::optional<lumtest::FeatureScope> scope_;
+};
+
+// Every level round-trips, and the blocks equal the portable kernel's whatever
+// garbage the chain table held.
+TEST_P(Lz4HcVariant, EveryLevelRoundTripsAndMatchesThePortableBlocks) {
+    auto rng = lumtest::makeRng(50);
+    std::vector<size_t> sizes = {1, 5, 12, 13, 20, 64, 200, 1000, 5000, 65536, 100000};
+    Tables t, garbage;
+    for (auto& b : garbage.chain) b = uint8_t(rng());
+    for (size_t n : sizes) {
+        for (int kind = 0; kind < 3; ++kind) {
+            const Bytes data = makeData(rng, kind, n);
+            for (int level = 1; level <= 12; ++level) {
+                if (n > 5000 && level != 1 && level != 9 && level != 10 && level != 12) continue;
+                const Bytes block = encodeHc(data, level, t);
+                ASSERT_TRUE(decodesTo(block, data.data(), n)) << "n " << n << " kind " << kind << " level " << level;
+                Bytes portable;
+                {
+                    lumtest::FeatureScope none(0);
+                    portable = encodeHc(data, level, garbage);
+                }
+                ASSERT_EQ(block, portable) << "n " << n << " kind " << kind << " level " << level;
+            }
+        }
+    }
+}
+
+TEST_P(Lz4HcVariant, CompressesTheCorpusAtLeastAsWellAsTheFastEncoder) {
+    const auto files = lumtest::corpusFiles();
+    if (files.empty()) GTEST_SKIP() << "corpus not found";
+    Tables t;
+    Bytes table(16384);
+    for (const auto& file : files) {
+        const Bytes data = lumtest::readFile(file, 256 << 10);
+        Bytes fast(data.size() + data.size() / 255 + 80);
+        int32_t fastLen = 0;
+        ASSERT_EQ(lumsEncodeLZ4_8u(data.data(), int32_t(data.size()), fast.data(), &fastLen, table.data()),
+                  lumStatusOk);
+        for (int level : {3, 9, 12}) {
+            const Bytes block = encodeHc(data, level, t);
+            ASSERT_TRUE(decodesTo(block, data.data(), data.size())) << file << " level " << level;
+            EXPECT_LE(block.size(), size_t(fastLen)) << file << " level " << level;
+        }
+    }
+}
+
+// Any capacity: never past it, a complete block of the consumed prefix, 0 only
+// when all was consumed.
+TEST_P(Lz4HcVariant, BoundedAtEveryCapacity) {
+    auto rng = lumtest::makeRng(51);
+    Tables t;
+    for (int kind = 1; kind < 3; ++kind) {
+        const Bytes data = makeData(rng, kind, 3000);
+        for (int level : {2, 9, 11}) {
+            const size_t whole = encodeHc(data, level, t).size();
+            for (size_t cap = 1; cap <= whole + 8; cap += cap < 80 ? 1 : 9) {
+                lumtest::GuardedBuffer dst(cap);
+                int32_t srcLen = int32_t(data.size()), len = int32_t(cap);
+                const LumStatus st =
+                    lumsEncodeLZ4HC_8u(data.data(), &srcLen, dst.data(), &len, t.head.data(), t.chain.data(), level);
+                ASSERT_EQ(st, size_t(srcLen) == data.size() ? lumStatusOk : lumStatusDstFull) << cap;
+                ASSERT_TRUE(decodesTo(Bytes(dst.data(), dst.data() + len), data.data(), size_t(srcLen)))
+                    << "kind " << kind << " level " << level << " cap " << cap;
+            }
+        }
+    }
+}
+
+// Matches reach into the bytes right before the source; the block decodes with
+// those bytes as the dictionary, in place or held apart.
+TEST_P(Lz4HcVariant, DictLimitBlocksDecodeWithThePrecedingBytes) {
+    auto rng = lumtest::makeRng(52);
+    Tables t;
+    for (size_t prefix : {0u, 1u, 300u, 40000u, 100000u}) {
+        const Bytes all = lumtest::textLike(rng, prefix + 20000);
+        const uint8_t* src = all.data() + prefix;
+        const Bytes dict(all.begin(), all.begin() + ptrdiff_t(prefix));
+        for (int level : {1, 9, 12}) {
+            Bytes out(20000 + 20000 / 255 + 16);
+            int32_t srcLen = 20000, len = int32_t(out.size());
+            ASSERT_EQ(lumsEncodeLZ4HCDictLimit_8u(src, &srcLen, out.data(), &len, t.head.data(), t.chain.data(), level,
+                                                  int32_t(prefix)),
+                      lumStatusOk);
+            out.resize(size_t(len));
+            ASSERT_TRUE(decodesTo(out, src, 20000, dict)) << "prefix " << prefix << " level " << level;
+            Bytes window(dict);
+            window.resize(prefix + 20000);
+            int32_t bs = len, cap = 20000;
+            ASSERT_EQ(lumsDecodeLZ4Dict_8u(out.data(), &bs, window.data(), int32_t(prefix), &cap, window.data(),
+                                           int32_t(prefix)),
+                      lumStatusOk);
+            ASSERT_EQ(window, all) << "prefix " << prefix << " level " << level;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Lz4HcVariant, ::testing::Range<size_t>(0, std::size(lumdc::lz4::kHcVariants)),
+                         [](const auto& info) { return std::string(lumdc::lz4::kHcVariants[info.param].name); });
+
+}  // namespace
