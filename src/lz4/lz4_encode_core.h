@@ -40,6 +40,7 @@ namespace {
 struct Search {
     const uint8_t* cand;  // start of the candidate's bytes (in the source or the dictionary)
     size_t offset;
+    bool inDict;  // decided by position, never by comparing pointers into different buffers
 };
 
 // Policy of one instantiation.
@@ -76,18 +77,20 @@ EncodeResult encodeBlock(const EncodeJob& job) {
             if (pos - c > kMaxOffset) return false;
         }
         const uint8_t* q;
+        bool inDict = false;
         if constexpr (L::kDict) {
             if (c >= base) {
                 q = src + (c - base);
             } else {
                 if (c + kMinMatch > base) return false;  // would straddle the dictionary's end
                 q = dict + c;
+                inDict = true;
             }
         } else {
             q = src + c;
         }
         if (load32le(q) != load32le(p)) return false;
-        s = {q, pos - c};
+        s = {q, pos - c, inDict};
         return true;
     };
     const auto probe = [&](const uint8_t* p, Search& s) {
@@ -144,14 +147,14 @@ EncodeResult encodeBlock(const EncodeJob& job) {
             // start of the source.
             size_t len = kMinMatch;
             {
-                const uint8_t* const low = L::kDict && s.cand < src ? dict : src;
+                const uint8_t* const low = s.inDict ? dict : src;
                 while (p > anchor && s.cand > low && p[-1] == s.cand[-1]) {
                     --p;
                     --s.cand;
                     ++len;
                 }
             }
-            if (L::kDict && s.cand < src) {
+            if (s.inDict) {
                 const uint8_t* limit = p + size_t(dictEnd - s.cand);
                 if (limit > extendLimit) limit = extendLimit;
                 len += Ops::extend(p + len, s.cand + len, limit);

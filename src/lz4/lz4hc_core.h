@@ -117,7 +117,10 @@ public:
                        Ops::extend(p, q, p + runLeft) == runLeft) {
                 // Run as far as ours and further: try the position of this run
                 // that has exactly as much of it left.
-                const size_t more = Ops::extend(q + runLeft, p, p + room - runLeft);
+                // How much more of its run follows, compared against our own run
+                // (so at most runLeft bytes), and never past the limit.
+                const size_t past = size_t(limit - (q + runLeft));
+                const size_t more = Ops::extend(q + runLeft, p, q + runLeft + (runLeft < past ? runLeft : past));
                 const uint32_t a = c + uint32_t(more);
                 if (a < pos) {
                     const uint8_t* qa = base_ + a;
@@ -349,7 +352,11 @@ EncodeResult encodeFrontier(const HcJob& job, const HcLevel& level, OptNode* opt
             const auto touch = [&](size_t upTo) {
                 for (; reach < upTo; ++reach) opt[reach + 1] = {kUnreached, 0, 0, 0};
             };
+            // No match may start in the last 12 bytes, not even one taken from
+            // inside a match found earlier.
+            const size_t startLimit = size_t(matchLimit - p);
             const auto relax = [&](size_t from, size_t to, uint16_t offset) {
+                if (from >= startLimit) return;
                 const uint32_t price = opt[from].price + matchCost(to - from);
                 if (price < opt[to].price) opt[to] = {price, 0, uint16_t(to - from), offset};
             };
