@@ -9,9 +9,9 @@
 // prefix of the source whose last match still starts 12 or more bytes before its
 // end, as the format requires.
 //
-// Unbounded writers move literal runs in 64-byte pieces, which may write up to 63
-// bytes past the block's final size (the destination slack the unbounded
-// encoders document) but never read past the source.
+// Unbounded writers move literal runs in 16- and 64-byte pieces, which may write
+// up to 63 bytes past the block's final size (the destination slack the
+// unbounded encoders document) but never read past the source.
 //
 // Internal linkage: each variant includes this once.
 #pragma once
@@ -68,6 +68,19 @@ struct BlockWriter {
     }
 
     void sequence(const uint8_t* anchor, size_t lit, size_t offset, size_t len) {
+        // The common case first: a short run and a short match, one 16-byte move
+        // (the run's source is checked against the source end: a few bytes before
+        // the end, 16 bytes from the run's start may pass it).
+        const size_t ml = len - kMinMatch;
+        if (!kBounded && lit < 15 && ml < 15 && size_t(srcEnd - anchor) >= 16) {
+            op[0] = uint8_t(lit << 4 | ml);
+            std::memcpy(op + 1, anchor, 16);
+            op += 1 + lit;
+            op[0] = uint8_t(offset);
+            op[1] = uint8_t(offset >> 8);
+            op += 2;
+            return;
+        }
         uint8_t* token = op++;
         if (lit >= 15) {
             *token = 15 << 4;
@@ -79,7 +92,6 @@ struct BlockWriter {
         op[0] = uint8_t(offset);
         op[1] = uint8_t(offset >> 8);
         op += 2;
-        const size_t ml = len - kMinMatch;
         if (ml >= 15) {
             *token |= 15;
             op = writeLength(op, ml - 15);
@@ -106,12 +118,17 @@ struct BlockWriter {
     size_t produced() const { return size_t(op - begin); }
 
 private:
+    // Most runs are a few bytes: one 16-byte move covers them; longer ones go on
+    // in 64-byte pieces. Either way the moves stay inside the source and within
+    // 64 bytes past the run in the destination.
     void copyLiterals(const uint8_t* from, size_t n) {
         const bool roomForPieces = !kBounded || size_t(end - op) >= n + kLiteralPiece;
-        if (roomForPieces && size_t(srcEnd - from) >= ((n + kLiteralPiece - 1) & ~(kLiteralPiece - 1)))
-            for (size_t i = 0; i < n; i += kLiteralPiece) Ops::copy64(op + i, from + i);
-        else
+        if (roomForPieces && size_t(srcEnd - from) >= 16 + ((n + kLiteralPiece - 1) & ~(kLiteralPiece - 1))) {
+            std::memcpy(op, from, 16);
+            for (size_t i = 16; i < n; i += kLiteralPiece) Ops::copy64(op + i, from + i);
+        } else {
             std::memcpy(op, from, n);
+        }
         op += n;
     }
 };

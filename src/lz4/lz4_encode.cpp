@@ -12,6 +12,7 @@ namespace {
 
 struct RefOps {
     static uint32_t hash(const uint8_t* p) { return crc32cWordPortable(p[4], load32le(p)); }
+    static uint32_t hashWord(uint8_t b4, uint32_t word) { return crc32cWordPortable(b4, word); }
     static uint32_t hash4(const uint8_t* p) { return crc32cWordPortable(0, load32le(p)); }
 
     static size_t extend(const uint8_t* a, const uint8_t* b, const uint8_t* aLimit) {

@@ -13,6 +13,7 @@ namespace {
 
 struct Avx2Ops {
     static uint32_t hash(const uint8_t* p) { return _mm_crc32_u32(p[4], load32le(p)); }
+    static uint32_t hashWord(uint8_t b4, uint32_t word) { return _mm_crc32_u32(b4, word); }
     static uint32_t hash4(const uint8_t* p) { return _mm_crc32_u32(0, load32le(p)); }
 
     static size_t extend(const uint8_t* a, const uint8_t* b, const uint8_t* aLimit) {

@@ -1,6 +1,6 @@
-// LZ4 encoding with the crc32 instruction for the hash and 64-byte compares into
-// a mask register for match extension; the tail of a match is compared with one
-// masked 64-byte load instead of word and byte steps.
+// LZ4 encoding with the crc32 instruction for the hash and 32-byte compares into
+// mask registers for match extension; the tail of a match is compared with one
+// masked load instead of word and byte steps.
 
 #include <immintrin.h>
 
@@ -14,19 +14,24 @@ namespace {
 
 struct Avx512Ops {
     static uint32_t hash(const uint8_t* p) { return _mm_crc32_u32(p[4], load32le(p)); }
+    static uint32_t hashWord(uint8_t b4, uint32_t word) { return _mm_crc32_u32(b4, word); }
     static uint32_t hash4(const uint8_t* p) { return _mm_crc32_u32(0, load32le(p)); }
 
+    // 32-byte compares straight into a mask register, and a masked compare for the
+    // tail, on 256-bit registers: matches are mostly short, and 512-bit
+    // instructions can lower the clock for everything around them.
     static size_t extend(const uint8_t* a, const uint8_t* b, const uint8_t* aLimit) {
         const uint8_t* const start = a;
-        for (; a + 64 <= aLimit; a += 64, b += 64) {
-            const uint64_t differ = _mm512_cmpneq_epu8_mask(_mm512_loadu_si512(a), _mm512_loadu_si512(b));
-            if (differ != 0) return size_t(a - start) + size_t(_tzcnt_u64(differ));
+        for (; a + 32 <= aLimit; a += 32, b += 32) {
+            const uint32_t differ = _mm256_cmpneq_epu8_mask(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(a)),
+                                                            _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b)));
+            if (differ != 0) return size_t(a - start) + size_t(_tzcnt_u32(differ));
         }
         if (a < aLimit) {
-            const __mmask64 valid = _bzhi_u64(~0ull, unsigned(aLimit - a));
-            const uint64_t differ = _mm512_mask_cmpneq_epu8_mask(valid, _mm512_maskz_loadu_epi8(valid, a),
-                                                                 _mm512_maskz_loadu_epi8(valid, b));
-            return size_t(a - start) + (differ != 0 ? size_t(_tzcnt_u64(differ)) : size_t(aLimit - a));
+            const __mmask32 valid = _bzhi_u32(~0u, unsigned(aLimit - a));
+            const uint32_t differ = _mm256_mask_cmpneq_epu8_mask(valid, _mm256_maskz_loadu_epi8(valid, a),
+                                                                 _mm256_maskz_loadu_epi8(valid, b));
+            return size_t(a - start) + (differ != 0 ? size_t(_tzcnt_u32(differ)) : size_t(aLimit - a));
         }
         return size_t(a - start);
     }
