@@ -183,9 +183,9 @@ LUMDC_API LumStatus lumsEncodeLZ4HC_8u(const uint8_t* pSrc, int32_t* pSrcLen, ui
  * that lie in memory directly before pSrc (src[-dictLimit, 0), of which the last
  * 64 KiB can be reached). The block decodes with lumsDecodeLZ4Dict_8u given those
  * bytes as the dictionary. -5 for dictLimit < 0. */
-LUMDC_API LumStatus lumsEncodeLZ4HCDictLimit_8u(const uint8_t* pSrc, int32_t* pSrcLen, uint8_t* pDst,
-                                                int32_t* pDstLen, uint8_t* pHashTable, uint8_t* pChainTable,
-                                                int32_t level, int32_t dictLimit);
+LUMDC_API LumStatus lumsEncodeLZ4HCDictLimit_8u(const uint8_t* pSrc, int32_t* pSrcLen, uint8_t* pDst, int32_t* pDstLen,
+                                                uint8_t* pHashTable, uint8_t* pChainTable, int32_t level,
+                                                int32_t dictLimit);
 
 #ifdef __cplusplus
 }

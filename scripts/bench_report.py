@@ -45,18 +45,48 @@ def run(binary, repetitions, min_time, extra):
     return data
 
 
-def medians(data, order):
-    """(operation, impl, size) -> median throughput in GB/s (10^9 bytes), in
-    registration order (random interleaving scrambles the order of the output)."""
+def medians(data, order, field="bytes_per_second", scale=1e-9):
+    """(operation, impl, size) -> median of `field` (throughput in GB/s by
+    default), in registration order (random interleaving scrambles the output)."""
     found = {}
     for b in data["benchmarks"]:
-        if b.get("aggregate_name") == "median" and "bytes_per_second" in b:
-            found[b["run_name"]] = b["bytes_per_second"] / 1e9
+        if b.get("aggregate_name") == "median" and field in b:
+            found[b["run_name"]] = b[field] * scale
     result = OrderedDict()
     for name in order:
         if name in found:
             result[tuple(name.split("/", 2))] = found[name]
     return result
+
+
+def ratio_tables(ratios):
+    """Compressed size over original per operation, ours beside the peers."""
+    ops = OrderedDict()
+    for (op, impl, size), v in ratios.items():
+        ops.setdefault(op, OrderedDict()).setdefault(impl, OrderedDict())[size] = v
+    lines = []
+    for op, impls in ops.items():
+        sizes = list(OrderedDict.fromkeys(s for row in impls.values() for s in row))
+        # Our variants write the same blocks; one row stands for them all.
+        ours = [(impl, row) for impl, row in impls.items() if impl.startswith("lumdc-")][:1]
+        peers = [(impl, row) for impl, row in impls.items() if not impl.startswith("lumdc-")]
+        lines.append(f"#### {op}: compressed size / original")
+        lines.append("")
+        lines.append("| impl | " + " | ".join(sizes) + " |")
+        lines.append("|---|" + "---:|" * len(sizes))
+        for impl, row in ours + peers:
+            cells = []
+            for s in sizes:
+                if s not in row:
+                    cells.append("")
+                    continue
+                cell = f"{row[s]:.4f}"
+                if impl.startswith("lumdc-") and peers and s in peers[0][1] and peers[0][1][s] > 0:
+                    cell += f" ({100.0 * (row[s] / peers[0][1][s] - 1):+.2f}%)"
+                cells.append(cell)
+            lines.append(f"| {'lumdc' if impl.startswith('lumdc-') else impl} | " + " | ".join(cells) + " |")
+        lines.append("")
+    return lines
 
 
 def tables(result, repetitions):
@@ -146,6 +176,11 @@ def main():
         body.append(f"`{os.path.basename(binary)}` on {machine(data.get('context', {}))}.")
         body.append("")
         body += tables(medians(data, order), args.repetitions)
+        ratios = medians(data, order, "ratio", 1.0)
+        if ratios:
+            body.append("Compressed sizes (ours beside the peer, in parentheses our difference):")
+            body.append("")
+            body += ratio_tables(ratios)
     replace_section(args.out, args.section, "\n".join(body))
     print(f"wrote section '{args.section}' of {args.out}", file=sys.stderr)
 

@@ -93,7 +93,6 @@ EncodeResult encodeBlock(const EncodeJob& job) {
         return true;
     };
 
-
     // The search's first 64 probes step one byte at a time: four of them at once
     // share one 8-byte load (position p + j hashes bytes j..j+3 from byte j + 4),
     // while the table is still read and written strictly in order.
