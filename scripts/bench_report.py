@@ -113,7 +113,7 @@ def tables(result, repetitions):
                 if s not in row:
                     cells.append("")
                     continue
-                cell = f"{row[s]:.2f}"
+                cell = f"{row[s]:.3g}"
                 if impl.startswith("lumdc-") and best_peer[s]:
                     cell += f" ({row[s] / best_peer[s][0]:.2f}x)"
                 elif best_peer[s] and best_peer[s][1] == impl:
