@@ -10,7 +10,7 @@ namespace {
 // Portable copies in 8- and 16-byte moves (see lz4_decode_core.h for how far they
 // may run past n). Offsets below 8 repeat a 16-byte pattern built once, stored at
 // the largest multiple of the offset that fits in 16 bytes.
-struct RefOps {
+struct RefOps : ExactCopies {
     static void copyShortLiterals(uint8_t* dst, const uint8_t* src) { std::memcpy(dst, src, 16); }
 
     static void copyLiterals(uint8_t* dst, const uint8_t* src, size_t n) {

@@ -41,7 +41,7 @@ extern const DecodeKernels kDecodeKernels;
 }
 
 inline constexpr Variant<const DecodeKernels*> kDecodeVariants[] = {
-    {"avx512", kIsaAvx512 | LUM_CPU_AVX512VBMI, &avx512::kDecodeKernels},
+    {"avx512", kIsaAvx512, &avx512::kDecodeKernels},
     {"avx2", kIsaAvx2, &avx2::kDecodeKernels},
     {"ref", kIsaRef, &ref::kDecodeKernels},
 };

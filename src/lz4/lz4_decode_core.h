@@ -44,30 +44,38 @@ inline bool readLength(const uint8_t*& p, const uint8_t* limit, size_t& length) 
     }
 }
 
-// Exact match copy of n bytes at offset d: no byte outside dst[0, n) is written.
-inline void copyMatchExact(uint8_t* dst, size_t d, size_t n) {
-    if (d == 0) return;
-    const uint8_t* m = dst - d;
-    if (d >= n) {
-        std::memcpy(dst, m, n);
-        return;
+// Exact copies for the careful path, which must not write a byte past the ones it
+// was asked for. A variant may replace them (its Ops derive from this).
+struct ExactCopies {
+    // Match copy of n bytes at offset d: no byte outside dst[0, n) is written.
+    static void copyMatchExact(uint8_t* dst, size_t d, size_t n) {
+        if (d == 0) return;
+        const uint8_t* m = dst - d;
+        if (d >= n) {
+            std::memcpy(dst, m, n);
+            return;
+        }
+        size_t i = 0;
+        if (d >= 8)
+            for (; i + 8 <= n; i += 8) std::memcpy(dst + i, m + i, 8);
+        for (; i < n; ++i) dst[i] = m[i];
     }
-    size_t i = 0;
-    if (d >= 8)
-        for (; i + 8 <= n; i += 8) std::memcpy(dst + i, m + i, 8);
-    for (; i < n; ++i) dst[i] = m[i];
-}
 
-// Literal copy that tolerates a source overlapping the destination (in-place
-// decoding keeps the source ahead of the output): forward byte by byte then.
-inline void copyLiteralsExact(uint8_t* dst, const uint8_t* src, size_t n) {
-    const auto d = reinterpret_cast<uintptr_t>(dst), s = reinterpret_cast<uintptr_t>(src);
-    if (d + n <= s || s + n <= d) {
-        std::memcpy(dst, src, n);
-        return;
+    // Literal copy that tolerates a source overlapping the destination (in-place
+    // decoding keeps the source ahead of the output): forward byte by byte then.
+    static void copyLiteralsExact(uint8_t* dst, const uint8_t* src, size_t n) {
+        if (!overlaps(dst, src, n)) {
+            std::memcpy(dst, src, n);
+            return;
+        }
+        for (size_t i = 0; i < n; ++i) dst[i] = src[i];
     }
-    for (size_t i = 0; i < n; ++i) dst[i] = src[i];
-}
+
+    static bool overlaps(const uint8_t* dst, const uint8_t* src, size_t n) {
+        const auto d = reinterpret_cast<uintptr_t>(dst), s = reinterpret_cast<uintptr_t>(src);
+        return d + n > s && s + n > d;
+    }
+};
 
 // True when a match at offset d from dst would start before the window: the
 // output so far plus `history` bytes (signed: a negative history starts the
@@ -91,7 +99,7 @@ inline size_t copyFromDict(uint8_t* dst, uint8_t* out, const uint8_t* dictEnd, s
     return k;
 }
 
-template <bool kSeparateDict>
+template <class Ops, bool kSeparateDict>
 LumStatus carefulPath(const DecodeJob& job, Cursor c, size_t* consumed, size_t* produced) {
     const uint8_t* src = c.src;
     uint8_t* dst = c.dst;
@@ -112,7 +120,7 @@ LumStatus carefulPath(const DecodeJob& job, Cursor c, size_t* consumed, size_t* 
         const size_t srcLeft = size_t(srcEnd - src), dstLeft = size_t(dstEnd - dst);
         if (lit > dstLeft) {
             const size_t n = srcLeft < dstLeft ? srcLeft : dstLeft;
-            copyLiteralsExact(dst, src, n);
+            Ops::copyLiteralsExact(dst, src, n);
             src += n;
             dst += n;
             return stop(lumStatusDstFull);
@@ -120,12 +128,12 @@ LumStatus carefulPath(const DecodeJob& job, Cursor c, size_t* consumed, size_t* 
         // A valid block never ends a literal run 1 to 7 bytes before its end.
         if (lit != srcLeft && lit + 8 > srcLeft) {
             const size_t n = lit < srcLeft ? lit : srcLeft;
-            copyLiteralsExact(dst, src, n);
+            Ops::copyLiteralsExact(dst, src, n);
             src += n;
             dst += n;
             return stop(lumStatusSrcExhausted);
         }
-        copyLiteralsExact(dst, src, lit);
+        Ops::copyLiteralsExact(dst, src, lit);
         src += lit;
         dst += lit;
         if (src == srcEnd || dst == dstEnd) break;
@@ -150,14 +158,14 @@ LumStatus carefulPath(const DecodeJob& job, Cursor c, size_t* consumed, size_t* 
                 n -= k;
             }
         }
-        copyMatchExact(dst, d, n);
+        Ops::copyMatchExact(dst, d, n);
         dst += n;
         if (full) return stop(lumStatusDstFull);
     }
     return stop(job.srcLen == 1 ? lumStatusSrcExhausted : lumStatusOk);
 }
 
-// Ops supplies, for one instruction set:
+// Ops supplies, for one instruction set, besides the ExactCopies it derives from:
 //   copyShortLiterals(dst, src)  16 bytes, for runs of up to 14;
 //   copyLiterals(dst, src, n)    n >= 15, reading at most 31 and writing at most
 //                                63 bytes past n;
@@ -178,7 +186,7 @@ LumStatus carefulPath(const DecodeJob& job, Cursor c, size_t* consumed, size_t* 
 // databases and markup dozens). The checkpoint shares the loop's test of the
 // destination limit, so the branchy mode pays nothing per sequence for it.
 constexpr size_t kCheckpoint = 4096;
-constexpr size_t kMaskedAbove = 16;
+constexpr size_t kMaskedAbove = 32;
 
 template <class Ops, bool kSeparateDict>
 LumStatus decodeBlock(const DecodeJob& job, size_t* consumed, size_t* produced) {
@@ -241,7 +249,7 @@ LumStatus decodeBlock(const DecodeJob& job, size_t* consumed, size_t* produced) 
             if constexpr (kSeparateDict) {
                 if (d > size_t(dst - out)) {
                     const size_t k = copyFromDict(dst, out, job.dict + job.history, d, n);
-                    copyMatchExact(dst + k, d, n - k);
+                    Ops::copyMatchExact(dst + k, d, n - k);
                     dst += n;
                     continue;
                 }
@@ -253,7 +261,7 @@ LumStatus decodeBlock(const DecodeJob& job, size_t* consumed, size_t* produced) 
             dst += n;
         }
     }
-    return carefulPath<kSeparateDict>(job, c, consumed, produced);
+    return carefulPath<Ops, kSeparateDict>(job, c, consumed, produced);
 }
 
 template <class Ops>

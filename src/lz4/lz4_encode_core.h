@@ -28,6 +28,8 @@
 // Everything here has internal linkage; each variant includes it once.
 #pragma once
 
+#include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "core/crc32c_hash.h"
@@ -176,11 +178,22 @@ EncodeResult encodeBlock(const EncodeJob& job) {
             size_t len = kMinMatch;
             {
                 const uint8_t* const low = s.inDict ? dict : src;
-                while (p > anchor && s.cand > low && p[-1] == s.cand[-1]) {
-                    --p;
-                    --s.cand;
-                    ++len;
+                const size_t reach = std::min(size_t(p - anchor), size_t(s.cand - low));
+                size_t back = 0;
+                if (p - src >= 8 && s.cand - low >= 8) {
+                    // Eight bytes before both at once: the count of equal bytes is
+                    // the leading zero bytes of their difference, taken without a
+                    // branch on the data; the rare run of eight goes on by bytes.
+                    uint64_t x, y;
+                    std::memcpy(&x, p - 8, 8);
+                    std::memcpy(&y, s.cand - 8, 8);
+                    back = std::min(size_t(std::countl_zero(x ^ y) >> 3), reach);
                 }
+                if (back == 8 || p - src < 8 || s.cand - low < 8)
+                    while (back < reach && p[-1 - ptrdiff_t(back)] == s.cand[-1 - ptrdiff_t(back)]) ++back;
+                p -= back;
+                s.cand -= back;
+                len += back;
             }
             if (s.inDict) {
                 const uint8_t* limit = p + size_t(dictEnd - s.cand);

@@ -293,6 +293,29 @@ TEST_P(Lz4DecodeVariant, LongRunsAndMatchesAcrossTheMargins) {
         ASSERT_EQ(plainAgrees(block, cap), "") << "capacity " << cap;
 }
 
+// One sequence of `lit` literals and a 60-byte match at offset d, then five
+// literals, cut by every capacity: the careful path's exact copies end flush
+// against the guard page at every offset below and around the vector widths.
+TEST_P(Lz4DecodeVariant, EveryShortOffsetStopsExactlyAtTheCapacity) {
+    const auto block = [](size_t lit, size_t d) {
+        Bytes b = {uint8_t(15 << 4 | 15)};
+        b.push_back(uint8_t(lit - 15));
+        for (size_t i = 0; i < lit; ++i) b.push_back(uint8_t('A' + i % 53));
+        b.insert(b.end(), {uint8_t(d), uint8_t(d >> 8), uint8_t(60 - 4 - 15)});
+        b.insert(b.end(), {0x50, 'v', 'w', 'x', 'y', 'z'});
+        return b;
+    };
+    auto rng = lumtest::makeRng(37);
+    const Bytes dict = lumtest::textLike(rng, 64);
+    for (size_t d = 1; d <= 40; ++d) {
+        const Bytes plain = block(40, d), fromDict = block(15, d);
+        for (size_t cap = 1; cap <= 110; ++cap) {
+            ASSERT_EQ(plainAgrees(plain, cap), "") << "offset " << d << " capacity " << cap;
+            ASSERT_EQ(dictAgrees(fromDict, cap, dict, false), "") << "offset " << d << " capacity " << cap;
+        }
+    }
+}
+
 TEST_P(Lz4DecodeVariant, DictionaryBlocksOfLiblz4DecodeInBothModes) {
     auto rng = lumtest::makeRng(35);
     for (size_t dictLen : {1u, 100u, 5000u, 65536u, 100000u}) {
