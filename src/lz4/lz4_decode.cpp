@@ -1,47 +1,15 @@
-// LZ4 block decoding: the portable copy primitives and the two exports.
+// LZ4 block decoding: the portable kernel and the two exports.
 
 #include <cstring>
 
+#include "core/lz_copy.h"
 #include "lz4_decode_core.h"
 
 namespace lumdc::lz4 {
 namespace {
 
-// Portable copies in 8- and 16-byte moves (see lz4_decode_core.h for how far they
-// may run past n). Offsets below 8 repeat a 16-byte pattern built once, stored at
-// the largest multiple of the offset that fits in 16 bytes.
-struct RefOps : ExactCopies {
-    static void copyShortLiterals(uint8_t* dst, const uint8_t* src) { std::memcpy(dst, src, 16); }
+struct RefOps : ExactLzCopies, PortableLzCopies {};
 
-    static void copyLiterals(uint8_t* dst, const uint8_t* src, size_t n) {
-        for (size_t i = 0; i < n; i += 16) std::memcpy(dst + i, src + i, 16);
-    }
-
-    static void copyShortMatch(uint8_t* dst, size_t d, size_t n) {
-        if (d >= n) {  // all of it is history: one move, loaded before it is stored
-            uint8_t piece[32];
-            std::memcpy(piece, dst - d, 32);
-            std::memcpy(dst, piece, 32);
-        } else if (d != 0) {
-            copyMatch(dst, d, n);
-        }
-    }
-
-    static void copyMatch(uint8_t* dst, size_t d, size_t n) {
-        const uint8_t* m = dst - d;
-        if (d >= 16) {
-            for (size_t i = 0; i < n; i += 16) std::memcpy(dst + i, m + i, 16);
-        } else if (d >= 8) {
-            for (size_t i = 0; i < n; i += 8) std::memcpy(dst + i, m + i, 8);
-        } else {
-            uint8_t pattern[16];
-            std::memcpy(pattern, m, d);
-            for (size_t j = d; j < 16; ++j) pattern[j] = pattern[j - d];
-            const size_t stride = 16 - 16 % d;
-            for (size_t i = 0; i < n; i += stride) std::memcpy(dst + i, pattern, 16);
-        }
-    }
-};
 }  // namespace
 
 namespace ref {

@@ -23,6 +23,7 @@
 
 #include <cstring>
 
+#include "core/lz_copy.h"
 #include "lz4_decode.h"
 
 namespace lumdc::lz4 {
@@ -43,39 +44,6 @@ inline bool readLength(const uint8_t*& p, const uint8_t* limit, size_t& length) 
         if (b != 255) return true;
     }
 }
-
-// Exact copies for the careful path, which must not write a byte past the ones it
-// was asked for. A variant may replace them (its Ops derive from this).
-struct ExactCopies {
-    // Match copy of n bytes at offset d: no byte outside dst[0, n) is written.
-    static void copyMatchExact(uint8_t* dst, size_t d, size_t n) {
-        if (d == 0) return;
-        const uint8_t* m = dst - d;
-        if (d >= n) {
-            std::memcpy(dst, m, n);
-            return;
-        }
-        size_t i = 0;
-        if (d >= 8)
-            for (; i + 8 <= n; i += 8) std::memcpy(dst + i, m + i, 8);
-        for (; i < n; ++i) dst[i] = m[i];
-    }
-
-    // Literal copy that tolerates a source overlapping the destination (in-place
-    // decoding keeps the source ahead of the output): forward byte by byte then.
-    static void copyLiteralsExact(uint8_t* dst, const uint8_t* src, size_t n) {
-        if (!overlaps(dst, src, n)) {
-            std::memcpy(dst, src, n);
-            return;
-        }
-        for (size_t i = 0; i < n; ++i) dst[i] = src[i];
-    }
-
-    static bool overlaps(const uint8_t* dst, const uint8_t* src, size_t n) {
-        const auto d = reinterpret_cast<uintptr_t>(dst), s = reinterpret_cast<uintptr_t>(src);
-        return d + n > s && s + n > d;
-    }
-};
 
 // True when a match at offset d from dst would start before the window: the
 // output so far plus `history` bytes (signed: a negative history starts the
@@ -165,13 +133,8 @@ LumStatus carefulPath(const DecodeJob& job, Cursor c, size_t* consumed, size_t* 
     return stop(job.srcLen == 1 ? lumStatusSrcExhausted : lumStatusOk);
 }
 
-// Ops supplies, for one instruction set, besides the ExactCopies it derives from:
-//   copyShortLiterals(dst, src)  16 bytes, for runs of up to 14;
-//   copyLiterals(dst, src, n)    n >= 15, reading at most 31 and writing at most
-//                                63 bytes past n;
-//   copyShortMatch(dst, d, n)    n <= 32, writing at most 48 bytes; d = 0 must
-//                                leave the destination bytes as they are;
-//   copyMatch(dst, d, n)         d >= 1, writing at most 63 bytes past n.
+// Ops supplies, for one instruction set, the exact and the over-running copies
+// of core/lz_copy.h (which may write up to 31 bytes past a run or match).
 // A sequence whose literal run is short and whose match is at most 32 bytes
 // (most of them) then needs no margin check of its own: from a position inside
 // the margins, 16 literal bytes, the offset, a continuation byte and a match move

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "core/lz_match.h"
 #include "core/mem.h"
 #include "lumdc.h"
 #include "lz4_encode_core.h"
@@ -10,25 +11,10 @@
 namespace lumdc::lz4 {
 namespace {
 
-struct RefOps {
+struct RefOps : PortableMatchOps {
     static uint32_t hash(const uint8_t* p) { return crc32cWordPortable(p[4], load32le(p)); }
     static uint32_t hashWord(uint8_t b4, uint32_t word) { return crc32cWordPortable(b4, word); }
     static uint32_t hash4(const uint8_t* p) { return crc32cWordPortable(0, load32le(p)); }
-
-    static size_t extend(const uint8_t* a, const uint8_t* b, const uint8_t* aLimit) {
-        const uint8_t* const start = a;
-        for (; a + 8 <= aLimit; a += 8, b += 8) {
-            uint64_t x, y;
-            std::memcpy(&x, a, 8);
-            std::memcpy(&y, b, 8);
-            if (x != y) return size_t(a - start) + size_t(__builtin_ctzll(x ^ y) / 8);
-        }
-        for (; a < aLimit && *a == *b; ++a, ++b) {
-        }
-        return size_t(a - start);
-    }
-
-    static void copy64(uint8_t* dst, const uint8_t* src) { std::memcpy(dst, src, 64); }
 };
 
 }  // namespace

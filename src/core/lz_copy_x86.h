@@ -1,36 +1,39 @@
-// Fast-path copies for the x86 vector kernels, shared by the AVX2 and AVX-512
-// variants: 16- and 32-byte moves, and offsets below 16 repeating a pattern made
-// by one PSHUFB from the 16 bytes at the match start (only the first `offset` of
-// them are history; the rest are ignored by the shuffle).
+// Over-running copies for the LZ77 decoders with 16- and 32-byte vector moves,
+// shared by the AVX2 and AVX-512 variants (the contracts are those of lz_copy.h).
+// Offsets below 16 repeat a pattern made by one PSHUFB from the 16 bytes at the
+// match start (only the first `offset` of them are history; the rest are ignored
+// by the shuffle).
 //
-// The AVX-512 variant keeps these on purpose. The decoder is bound by the latency
-// of its token-to-token chain, not by copy width: a 256-bit VPERMB pattern for
+// The AVX-512 variants keep these on purpose. A decoder is bound by the latency
+// of its item-to-item chain, not by copy width: a 256-bit VPERMB pattern for
 // offsets up to 31 measured slower than PSHUFB plus 16-byte moves (its three
-// cycles sit on the match's path), and 512-bit moves slowed the long-literal data
-// by lowering the clock the chain runs on.
+// cycles sit on the match's path), and 512-bit moves slowed long-literal data by
+// lowering the clock the chain runs on.
 //
-// Included once by each variant's translation unit, compiled with its flags.
+// Internal linkage: each variant's translation unit includes this once, compiled
+// with its own flags.
 #pragma once
 
 #include <immintrin.h>
 
-#include "lz4_decode_core.h"
+#include <cstddef>
+#include <cstdint>
 
-namespace lumdc::lz4 {
+namespace lumdc {
 namespace {
 
 // Row d: byte i of a 16-byte lane takes history byte i mod d.
-struct PatternTable {
+struct LzPatternTable {
     alignas(16) uint8_t index[16][16];
     uint8_t stride[16];  // the largest multiple of d not above 16
-    constexpr PatternTable() : index{}, stride{} {
+    constexpr LzPatternTable() : index{}, stride{} {
         for (int d = 1; d < 16; ++d) {
             for (int i = 0; i < 16; ++i) index[d][i] = uint8_t(i % d);
             stride[d] = uint8_t(16 - 16 % d);
         }
     }
 };
-constexpr PatternTable kPatterns;
+constexpr LzPatternTable kLzPatterns;
 
 inline __m128i load16(const uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
 inline void store16(uint8_t* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
@@ -40,11 +43,11 @@ inline void store32(uint8_t* p, __m256i v) { _mm256_storeu_si256(reinterpret_cas
 // The 16 bytes of the repeating pattern of a match at offset 1 to 15, from the
 // history bytes in `history` (16 bytes from the match start, of which only the
 // first d matter).
-inline __m128i pattern16(__m128i history, size_t d) {
-    return _mm_shuffle_epi8(history, _mm_load_si128(reinterpret_cast<const __m128i*>(kPatterns.index[d])));
+inline __m128i lzPattern16(__m128i history, size_t d) {
+    return _mm_shuffle_epi8(history, _mm_load_si128(reinterpret_cast<const __m128i*>(kLzPatterns.index[d])));
 }
 
-struct VectorOps : ExactCopies {
+struct VectorLzCopies {
     static void copyShortLiterals(uint8_t* dst, const uint8_t* src) { store16(dst, load16(src)); }
 
     static void copyLiterals(uint8_t* dst, const uint8_t* src, size_t n) {
@@ -65,12 +68,12 @@ struct VectorOps : ExactCopies {
         } else if (d >= 16) {
             for (size_t i = 0; i < n; i += 16) store16(dst + i, load16(m + i));
         } else {
-            const __m128i pattern = pattern16(load16(m), d);
-            const size_t stride = kPatterns.stride[d];
+            const __m128i pattern = lzPattern16(load16(m), d);
+            const size_t stride = kLzPatterns.stride[d];
             for (size_t i = 0; i < n; i += stride) store16(dst + i, pattern);
         }
     }
 };
 
 }  // namespace
-}  // namespace lumdc::lz4
+}  // namespace lumdc
