@@ -190,6 +190,66 @@ LUMDC_API LumStatus lumsEncodeLZ4HCDictLimit_8u(const uint8_t* pSrc, int32_t* pS
                                                 uint8_t* pHashTable, uint8_t* pChainTable, int32_t level,
                                                 int32_t dictLimit);
 
+/* ---- LZO1X ------------------------------------------------------------------------
+ * The LZO1X instruction stream (as liblzo2's lzo1x functions read and write it),
+ * ended by the marker 0x11 0x00 0x00, and a container of 1 to 32 streams that decode
+ * into consecutive parts of one output: the bytes 0x55, N, N ^ 0x55, the total
+ * decoded size T (32-bit little-endian), the compressed sizes of the first N - 1
+ * streams (32-bit little-endian each), then the streams back to back, the last one
+ * taking the rest of the input. Stream i decodes at offset i * (T / N) with room for
+ * T / N bytes (the last one T / N + T % N). An input starting with 0x55 is taken as a
+ * container only when its header is whole, byte 2 matches, the first stream lies
+ * inside the input and ends with the marker; otherwise it is one stream. Lengths
+ * are unsigned 32-bit here; source and destination must not overlap. */
+
+/* Checked decoding of a stream or a container into dst[0, *pDstLen); *pDstLen
+ * becomes the bytes produced. Every read, write and match distance is tested, and
+ * any malformed or truncated input, any output overflow or a match reaching before
+ * the output start returns -214, with the bytes decoded so far left in dst (for a
+ * single stream *pDstLen then says how many; for a container it is left as it
+ * was). Every stream of a container is decoded, also after one failed; the status
+ * is the last failure's. An empty input, or one that is only the end marker,
+ * produces nothing and returns 0. Decoding stops at the marker: input after it is
+ * ignored. -8 for a null pointer. */
+LUMDC_API LumStatus lumsDecodeLZOSafe_8u(const uint8_t* pSrc, uint32_t srcLen, uint8_t* pDst, uint32_t* pDstLen);
+/* For trusted data only, such as this library's own output: a single stream is
+ * decoded without testing its contents (malformed input may read or write outside
+ * the buffers) and 0 is returned. Containers are decoded as lumsDecodeLZOSafe_8u
+ * does, with the same statuses. */
+LUMDC_API LumStatus lumsDecodeLZO_8u(const uint8_t* pSrc, uint32_t srcLen, uint8_t* pDst, uint32_t* pDstLen);
+
+/* Encoder state: caller memory of lumsEncodeLZOGetSize bytes (131104), 4-byte
+ * aligned, prepared by lumsEncodeLZOInit_8u. It holds the method and a hash table
+ * that is never cleared: entries left by earlier calls (or whatever the memory
+ * held) only serve as candidates, each one range-checked and compared with the
+ * input, so the output is always valid but may depend on the table's history. A
+ * caller that needs reproducible output zeroes the state and calls Init before
+ * each encoding. */
+typedef struct LumLzoEncodeState LumLzoEncodeState;
+
+enum {
+    lumLzoMethodHash = 0,  /* every position hashed, CRC-32C of 4 bytes (1 is taken as 0) */
+    lumLzoMethodVector = 2 /* blocks of 64 positions looked up at once, long stretches without
+                              matches crossed in growing steps: faster, as compact on most data */
+};
+
+/* *pSize = 131104 for methods 0, 1 and 2; for any other method *pSize = 0 and -5.
+ * maxSrcLen is not used. -8 for a null pSize. */
+LUMDC_API LumStatus lumsEncodeLZOGetSize(uint32_t method, uint32_t maxSrcLen, uint32_t* pSize);
+/* Records the method in the state (methods 0 and 1 as 0, 2 as 2); the hash table is
+ * left as it is. -8 null state, -5 method above 2. maxSrcLen is not used. */
+LUMDC_API LumStatus lumsEncodeLZOInit_8u(uint32_t method, uint32_t maxSrcLen, LumLzoEncodeState* pState);
+/* Encodes src[0, srcLen) as one stream ended by the marker into dst[0, *pDstLen);
+ * *pDstLen becomes the bytes written. An empty source writes nothing and returns 0;
+ * one byte b gives 0x12 b 0x11 0x00 0x00. Returns 33 when the output filled first:
+ * the bytes written are then whole instructions (the last literal run possibly cut
+ * short) without the marker. A capacity of srcLen + srcLen / 16 + 67 bytes always
+ * suffices; srcLen + srcLen / 128 + 16 suffices for all but contrived inputs (runs
+ * of 19 or more literals each followed by a 4-byte match more than 2048 bytes
+ * back). -8 null pointer, -5 a state whose method is neither 0 nor 2. */
+LUMDC_API LumStatus lumsEncodeLZO_8u(const uint8_t* pSrc, uint32_t srcLen, uint8_t* pDst, uint32_t* pDstLen,
+                                     LumLzoEncodeState* pState);
+
 #ifdef __cplusplus
 }
 #endif
