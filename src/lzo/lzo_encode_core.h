@@ -197,8 +197,8 @@ EncodeResult encodeHashMatcher(const EncodeJob& job) {
         const uint32_t c = table[h];
         table[h] = uint32_t(p);
         cand = c;
-        const uint32_t inReach =
-            uint32_t(uint32_t(c - 1) < uint32_t(p - 1)) & uint32_t(uint32_t(p) - c <= kMaxDistance);
+        const uint32_t pos = uint32_t(p);
+        const uint32_t inReach = uint32_t(c != 0) & uint32_t(c < pos) & uint32_t(pos - c <= kMaxDistance);
         const uint32_t equal = uint32_t(load32le(src + (c & (0u - inReach))) == word);
         return (inReach & equal) != 0;
     };

@@ -31,21 +31,15 @@ struct StreamDecoder {
         len = total + b;
         return true;
     }
+    // A literal run or a match must fit whole before any of it is written.
     bool literals(size_t n) {
-        for (size_t i = 0; i < n; ++i) {
-            unsigned b;
-            if (made >= room || !byte(b)) return false;
-            out[base + made++] = uint8_t(b);
-        }
+        if (n > inLen - ip || n > room - made) return false;
+        for (size_t i = 0; i < n; ++i) out[base + made++] = in[ip++];
         return true;
     }
     bool copy(size_t distance, size_t n) {
-        if (distance == 0 || distance > made) return false;
-        for (size_t i = 0; i < n; ++i) {
-            if (made >= room) return false;
-            out[base + made] = out[base + made - distance];
-            ++made;
-        }
+        if (distance == 0 || distance > made || n > room - made) return false;
+        for (size_t i = 0; i < n; ++i, ++made) out[base + made] = out[base + made - distance];
         return true;
     }
 

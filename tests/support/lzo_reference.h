@@ -1,6 +1,6 @@
 // A by-the-book LZO1X decoder for the tests and the fuzzers, with the statuses and
-// lengths of lumsDecodeLZOSafe_8u, containers included: one byte at a time, every
-// read and write tested where it happens.
+// lengths of lumsDecodeLZOSafe_8u, containers included: one byte at a time, each
+// literal run and match tested to fit whole before any of it is written.
 #pragma once
 
 #include <cstddef>
