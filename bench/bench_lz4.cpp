@@ -34,25 +34,6 @@ struct Blocks {
     std::vector<std::vector<uint8_t>> packed;  // LZ4_compress_default output per block
 };
 
-std::string corpusDir() {
-    if (const char* env = std::getenv("LUMDC_CORPUS")) return env;
-    return LUMDC_SOURCE_DIR "/../shared/corpus";
-}
-
-std::vector<std::pair<std::string, std::vector<uint8_t>>> corpus() {
-    std::vector<std::pair<std::string, std::vector<uint8_t>>> files;
-    std::error_code ec;
-    for (const auto& e : std::filesystem::directory_iterator(corpusDir(), ec)) {
-        if (!e.is_regular_file() || e.path().extension() == ".md") continue;
-        std::ifstream in(e.path(), std::ios::binary);
-        std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        bytes.resize(std::min(bytes.size(), kFileLimit));
-        files.emplace_back(e.path().filename().string(), std::move(bytes));
-    }
-    std::sort(files.begin(), files.end());
-    return files;
-}
-
 Blocks split(const std::vector<uint8_t>& data, size_t blockSize) {
     Blocks b{data, {}, {}};
     for (size_t at = 0; at < data.size(); at += blockSize) {
@@ -160,7 +141,7 @@ void addOurs(const std::string& op, const std::string& file, const Blocks* b, co
 
 int main(int argc, char** argv) {
     static std::vector<std::unique_ptr<Blocks>> keep;
-    const auto files = corpus();
+    const auto files = lumbench::corpus(kFileLimit);
     for (const auto& [name, data] : files) {
         keep.push_back(std::make_unique<Blocks>(split(data, data.size())));
         addDecoders("lz4_decode", name, keep.back().get());

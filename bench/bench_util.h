@@ -1,14 +1,20 @@
-// Helpers shared by the benchmark binaries: aligned random buffers, a scope that
-// forces a kernel variant through the lumcore switch, and size labels.
+// Helpers shared by the benchmark binaries: aligned random buffers, the corpus, a
+// scope that forces a kernel variant through the lumcore switch, and size labels.
 #pragma once
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <random>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "lumcore.h"
 
@@ -23,6 +29,28 @@ inline uint8_t* randomBuffer(size_t n, uint64_t seed = 1, size_t align = 64) {
         std::memcpy(p + i, &r, std::min<size_t>(8, n - i));
     }
     return p;
+}
+
+// The shared corpus (LUMDC_CORPUS, else ../shared/corpus beside the sources): each
+// file's first `limit` bytes by name, sorted; empty when the corpus is absent.
+inline std::vector<std::pair<std::string, std::vector<uint8_t>>> corpus(size_t limit) {
+#ifdef LUMDC_SOURCE_DIR
+    const std::string dir =
+        std::getenv("LUMDC_CORPUS") ? std::getenv("LUMDC_CORPUS") : LUMDC_SOURCE_DIR "/../shared/corpus";
+#else
+    const std::string dir = std::getenv("LUMDC_CORPUS") ? std::getenv("LUMDC_CORPUS") : "";
+#endif
+    std::vector<std::pair<std::string, std::vector<uint8_t>>> files;
+    std::error_code ec;
+    for (const auto& e : std::filesystem::directory_iterator(dir, ec)) {
+        if (!e.is_regular_file() || e.path().extension() == ".md") continue;
+        std::ifstream in(e.path(), std::ios::binary);
+        std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        bytes.resize(std::min(bytes.size(), limit));
+        files.emplace_back(e.path().filename().string(), std::move(bytes));
+    }
+    std::sort(files.begin(), files.end());
+    return files;
 }
 
 class ForceFeatures {
