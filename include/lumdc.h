@@ -246,7 +246,12 @@ LUMDC_API LumStatus lumsEncodeLZOInit_8u(uint32_t method, uint32_t maxSrcLen, Lu
  * short) without the marker. A capacity of srcLen + srcLen / 16 + 67 bytes always
  * suffices; srcLen + srcLen / 128 + 16 suffices for all but contrived inputs (runs
  * of 19 or more literals each followed by a 4-byte match more than 2048 bytes
- * back). -8 null pointer, -5 a state whose method is neither 0 nor 2. */
+ * back). -8 null pointer, -5 a state whose method is neither 0 nor 2.
+ * The format has one ambiguity: a stream opening with a run of 68 literals starts
+ * with 0x55, and when the source's first bytes read as a valid container header
+ * over the rest (N, N ^ 0x55, sizes, a first "stream" ending in 0x11 0x00 0x00)
+ * the decoders take it for a container. Only contrived sources do that; callers
+ * that store untrusted data can keep the container form for themselves. */
 LUMDC_API LumStatus lumsEncodeLZO_8u(const uint8_t* pSrc, uint32_t srcLen, uint8_t* pDst, uint32_t* pDstLen,
                                      LumLzoEncodeState* pState);
 

@@ -38,10 +38,12 @@ struct Avx2Ops : Avx2MatchOps {
             _mm256_store_si256(reinterpret_cast<__m256i*>(h + g), hv);
             const __m256i c = _mm256_i32gather_epi32(reinterpret_cast<const int*>(table), hv, 4);
             _mm256_store_si256(reinterpret_cast<__m256i*>(cand + g), c);
-            // c < p and pos - c <= kMaxDistance, as one unsigned compare of
-            // p - 1 - c (wrapping when c >= p) against the reach left at pos.
+            // c < p and pos - c <= kMaxDistance. The distance test alone, on
+            // p - 1 - c, would let a stale entry just below 2^32 wrap into reach.
             const __m256i back = _mm256_sub_epi32(last, c);
-            const __m256i inReach = below(back, _mm256_sub_epi32(_mm256_set1_epi32(int(kMaxDistance - g)), lane));
+            const __m256i inReach =
+                _mm256_and_si256(below(c, _mm256_set1_epi32(int(p))),
+                                 below(back, _mm256_sub_epi32(_mm256_set1_epi32(int(kMaxDistance - g)), lane)));
             // Gathered relative to p (c - p): a signed 32-bit index reaches every
             // candidate in sources of any size.
             const __m256i theirs =

@@ -40,11 +40,12 @@ struct Avx512Ops : Avx512MatchOps {
             h[k] = _mm512_srli_epi32(_mm512_mullo_epi32(words, golden), 32 - kHashBits);
             const __m512i c = _mm512_i32gather_epi32(h[k], table, 4);
             _mm512_store_si512(cand + 16 * k, c);
-            // c < p and pos - c <= kMaxDistance, as one unsigned compare of
-            // p - 1 - c (wrapping when c >= p) against the reach left at pos.
+            // c < p and pos - c <= kMaxDistance. The distance test alone, on
+            // p - 1 - c, would let a stale entry just below 2^32 wrap into reach.
             const __m512i back = _mm512_sub_epi32(_mm512_sub_epi32(start, _mm512_set1_epi32(1)), c);
-            const __mmask16 inReach = _mm512_cmplt_epu32_mask(
-                back, _mm512_sub_epi32(_mm512_set1_epi32(int(kMaxDistance) - 16 * int(k)), lane));
+            const __mmask16 inReach = _mm512_mask_cmplt_epu32_mask(
+                _mm512_cmplt_epu32_mask(c, start), back,
+                _mm512_sub_epi32(_mm512_set1_epi32(int(kMaxDistance) - 16 * int(k)), lane));
             // Gathered relative to p (c - p): a signed 32-bit index reaches every
             // candidate in sources of any size.
             const __m512i theirs = _mm512_mask_i32gather_epi32(

@@ -242,6 +242,39 @@ TEST_P(LzoEncodeVariant, AStateFullOfArbitraryBytesStillGivesAValidStream) {
     }
 }
 
+// Entries just below 2^32 are p - 1 - c away from position p modulo 2^32, a
+// short distance: they must be rejected as later positions, not read as bytes
+// before the source. Here each entry is its position's place in a copy of the
+// source lying 4096 bytes before it, so any such read would find equal bytes and
+// turn into a match (and the stream would differ from the portable kernel's).
+TEST_P(LzoEncodeVariant, StaleEntriesJustBelowTwoToThe32AreNotReadBeforeTheSource) {
+    auto rng = lumtest::makeRng(57);
+    for (int kind = 0; kind < 2; ++kind) {
+        const Bytes data = makeData(rng, kind, 4096);
+        Bytes twice(data);
+        twice.insert(twice.end(), data.begin(), data.end());
+        const uint8_t* src = twice.data() + data.size();
+        for (uint32_t method : kMethods) {
+            State warm(method);
+            ASSERT_EQ(encode(data, warm.get(), roomy(data.size())).status, lumStatusOk);
+            for (auto& entry : warm.get()->hashTable) entry -= uint32_t(data.size());
+            Bytes streams[2];
+            for (int pass = 0; pass < 2; ++pass) {
+                Bytes state(warm.memory);
+                auto* st = reinterpret_cast<LumLzoEncodeState*>(
+                    state.data() + (reinterpret_cast<uint8_t*>(warm.get()) - warm.memory.data()));
+                lumtest::FeatureScope scope(pass == 0 ? variant().features : 0);
+                Bytes out(roomy(data.size()));
+                uint32_t len = uint32_t(out.size());
+                ASSERT_EQ(lumsEncodeLZO_8u(src, uint32_t(data.size()), out.data(), &len, st), lumStatusOk);
+                streams[pass].assign(out.begin(), out.begin() + len);
+            }
+            EXPECT_TRUE(streams[0] == streams[1]) << variant().name << " kind " << kind << " method " << method;
+            EXPECT_TRUE(decodesTo(streams[0], data));
+        }
+    }
+}
+
 // The bytes of a stream cut short by a full destination are those of the whole
 // stream, except the trailing-literal field of the last match, which stays 0
 // when the run that would fill it did not fit.
