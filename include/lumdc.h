@@ -255,6 +255,76 @@ LUMDC_API LumStatus lumsEncodeLZOInit_8u(uint32_t method, uint32_t maxSrcLen, Lu
 LUMDC_API LumStatus lumsEncodeLZO_8u(const uint8_t* pSrc, uint32_t srcLen, uint8_t* pDst, uint32_t* pDstLen,
                                      LumLzoEncodeState* pState);
 
+/* ---- ZFP for 4x4x4 blocks of floats -------------------------------------------
+ * One block at a time into (or out of) a stream of 64-bit little-endian words,
+ * bits filled from bit 0 up, blocks back to back with no alignment; the block
+ * format is ZFP's for 3-D floats (libzfp's zfp_encode_block_float_3 writes the
+ * same bits for every block whose largest magnitude is at least 2^-96). Everything
+ * that persists between blocks is in one caller-allocated record: the parameters,
+ * a 64-bit bit buffer and the stream position.
+ *
+ * Parameters, per block: minBits (a shorter block is padded with zero bits up to
+ * it), maxBits (the budget: coding stops when it runs out), maxPrec (the most bit
+ * planes coded) and minExp (planes below 2^minExp are not coded). Fixed rate r
+ * bits per block: Set(r, r, 64, -10740). Fixed precision p: Set(0, 4171, p,
+ * -10740). Fixed accuracy: SetAccuracy(tolerance). The decoder must be given the
+ * same parameters as the encoder, and reads blocks in the order they were written.
+ *
+ * Element (x, y, z) of a block lies at byte offset z * planeStep + y * step + 4 x;
+ * steps are signed and may be negative. NaN and infinite values are not part of
+ * the format (they are coded without fault, as some value). */
+typedef struct LumZfpState LumZfpState; /* 576 bytes, any alignment */
+
+/* *pStateSize = 576. -8 for a null pointer. */
+LUMDC_API LumStatus lumsEncodeZfpGetStateSize_32f(int32_t* pStateSize);
+/* Starts a stream on pStream[0, streamLen) with the default parameters (0, 4171,
+ * 64, -10740). -8 null pointer, -6 streamLen below 1. */
+LUMDC_API LumStatus lumsEncodeZfpInit_32f(uint8_t* pStream, int32_t streamLen, LumZfpState* pState);
+/* As Init with a 64-bit length; only 0 is refused (-6). A negative length gives a
+ * stream whose first block ends with -4. */
+LUMDC_API LumStatus lumsEncodeZfpInitLong_32f(uint8_t* pStream, int64_t streamLen, LumZfpState* pState);
+/* Stores the four parameters as given (no range checks: consistent values are the
+ * caller's business). May be called between blocks. -8 null, -13 record not set
+ * up by Init. */
+LUMDC_API LumStatus lumsEncodeZfpSet_32f(int32_t minBits, int32_t maxBits, int32_t maxPrec, int32_t minExp,
+                                         LumZfpState* pState);
+/* Sets minExp to the binary exponent of the tolerance (floor(log2(tolerance)) for
+ * normal numbers; -1023 for subnormals), or to -10740 when the tolerance is not
+ * above zero or is NaN. The other parameters stay. -8, -13. */
+LUMDC_API LumStatus lumsEncodeZfpSetAccuracy_32f(double precision, LumZfpState* pState);
+/* Bytes of whole words written so far (the low 32 bits; the Long form all 64),
+ * not counting bits still in the buffer: call Flush first. -8, -13. */
+LUMDC_API LumStatus lumsEncodeZfpGetCompressedSize_32f(const LumZfpState* pState, int32_t* pSize);
+LUMDC_API LumStatus lumsEncodeZfpGetCompressedSizeLong_32f(const LumZfpState* pState, int64_t* pSize);
+/* Every bit written so far, the buffered ones included. -8, -13. */
+LUMDC_API LumStatus lumsEncodeZfpGetCompressedBitSize_32f(const LumZfpState* pState, int64_t* pBitSize);
+/* Writes the buffered bits: a whole zero-filled word when 8 bytes are left, else as
+ * many whole bytes as needed and fit; -4 when they do not all fit (the stream is
+ * then truncated). Nothing buffered: 0 and nothing written. -8, -13. */
+LUMDC_API LumStatus lumsEncodeZfpFlush_32f(LumZfpState* pState);
+/* Appends one block. -8 null pointer, -13 record not set up, -4 when the stream
+ * ended inside the block: what was written stays (the bit-size query counts it),
+ * and the stream cannot be continued. */
+LUMDC_API LumStatus lumsEncodeZfp444_32f(const float* pSrc, int32_t srcStep, int32_t srcPlaneStep, LumZfpState* pState);
+
+/* The decoder's record functions behave exactly as the encoder's. */
+LUMDC_API LumStatus lumsDecodeZfpGetStateSize_32f(int32_t* pStateSize);
+LUMDC_API LumStatus lumsDecodeZfpInit_32f(const uint8_t* pStream, int32_t streamLen, LumZfpState* pState);
+LUMDC_API LumStatus lumsDecodeZfpInitLong_32f(const uint8_t* pStream, int64_t streamLen, LumZfpState* pState);
+LUMDC_API LumStatus lumsDecodeZfpSet_32f(int32_t minBits, int32_t maxBits, int32_t maxPrec, int32_t minExp,
+                                         LumZfpState* pState);
+LUMDC_API LumStatus lumsDecodeZfpSetAccuracy_32f(double precision, LumZfpState* pState);
+/* Bytes of the stream consumed so far, in whole words or bytes loaded. */
+LUMDC_API LumStatus lumsDecodeZfpGetDecompressedSize_32f(const LumZfpState* pState, int32_t* pSize);
+LUMDC_API LumStatus lumsDecodeZfpGetDecompressedSizeLong_32f(const LumZfpState* pState, int64_t* pSize);
+/* Reads one block and stores its 64 floats (an empty block: 64 zeros). Any bytes
+ * may be given: a corrupted stream decodes to some floats, and a stream that ends
+ * inside the block returns -4 after consuming what there was (the floats may then
+ * be partly or not at all written); nothing outside the stream and the 64 floats
+ * is touched. Blocks whose largest magnitude was below 2^-96 do not come back
+ * right: the format's decoder scale has no cap, unlike the encoder's. -8, -13. */
+LUMDC_API LumStatus lumsDecodeZfp444_32f(LumZfpState* pState, float* pDst, int32_t dstStep, int32_t dstPlaneStep);
+
 #ifdef __cplusplus
 }
 #endif

@@ -37,6 +37,7 @@ cmake --build build-fuzz -j"$jobs"
 seconds=${LUMDC_FUZZ_SECONDS:-15}
 [ "$long" = ON ] && seconds=${LUMDC_FUZZ_SECONDS:-600}
 for harness in build-fuzz/fuzz/fuzz_*; do
+  [[ -x $harness && $harness != *.log ]] || continue  # logs of an earlier run sit beside them
   log="$harness.log"
   if ! "$harness" -max_total_time="$seconds" -max_len=70000 -artifact_prefix=build-fuzz/ >"$log" 2>&1; then
     tail -n 60 "$log"
