@@ -16,6 +16,10 @@
 
 namespace lumdc::zfp {
 
+// The helpers below are static: the kernel files that include this header are
+// built for other instruction sets, and the linker must never hand their copy of
+// a helper to portable code.
+
 inline constexpr uint32_t kId = 0x4B617398;
 inline constexpr int32_t kStateBytes = 576;
 inline constexpr int32_t kDefaultMaxBits = 4171;  // more than any float block can take
@@ -36,13 +40,13 @@ struct Fields {
 };
 static_assert(sizeof(Fields) == 64 && offsetof(Fields, bitBuffer) == 24 && offsetof(Fields, fastLimit) == 56);
 
-inline Fields loadFields(const LumZfpState* state) {
+static inline Fields loadFields(const LumZfpState* state) {
     Fields f;
     std::memcpy(&f, state, sizeof f);
     return f;
 }
-inline void storeFields(LumZfpState* state, const Fields& f) { std::memcpy(state, &f, sizeof f); }
-inline bool isInitialised(const LumZfpState* state) {
+static inline void storeFields(LumZfpState* state, const Fields& f) { std::memcpy(state, &f, sizeof f); }
+static inline bool isInitialised(const LumZfpState* state) {
     uint32_t id;
     std::memcpy(&id, state, sizeof id);
     return id == kId;
@@ -50,10 +54,10 @@ inline bool isInitialised(const LumZfpState* state) {
 
 // Bytes from p to q, negative when q lies before p (a record set up with a
 // negative length has its end before its start).
-inline int64_t bytesBetween(const uint8_t* p, const uint8_t* q) {
+static inline int64_t bytesBetween(const uint8_t* p, const uint8_t* q) {
     return int64_t(reinterpret_cast<uintptr_t>(q) - reinterpret_cast<uintptr_t>(p));
 }
-inline uint8_t* advance(uint8_t* p, int64_t n) {
+static inline uint8_t* advance(uint8_t* p, int64_t n) {
     return reinterpret_cast<uint8_t*>(reinterpret_cast<uintptr_t>(p) + uint64_t(n));
 }
 
@@ -70,32 +74,48 @@ inline constexpr int32_t kEmptyExponent = -127;
 
 // The exponent e of the block's largest magnitude m = f 2^e, 0.5 <= f < 1, from
 // its bit pattern (subnormals count as -126); -127 for an all-zero block.
-inline int32_t blockExponent(uint32_t largestMagnitudeBits) {
+static inline int32_t blockExponent(uint32_t largestMagnitudeBits) {
     return largestMagnitudeBits != 0 ? int32_t(largestMagnitudeBits >> 23) - 126 : kEmptyExponent;
 }
 
 // The number of bit planes coded. Set stores its values unchecked, so the sum is
 // taken in 64 bits and may come out negative (no planes at all).
-inline int64_t precision(int32_t emax, int32_t maxPrec, int32_t minExp) {
+static inline int64_t precision(int32_t emax, int32_t maxPrec, int32_t minExp) {
     int64_t p = int64_t(emax) - minExp + 8;
     if (p < 0) p = 0;
     return p > maxPrec ? maxPrec : p;
 }
-inline bool isEmptyBlock(int32_t emax, int32_t maxPrec, int32_t minExp) {
+static inline bool isEmptyBlock(int32_t emax, int32_t maxPrec, int32_t minExp) {
     return emax == kEmptyExponent || precision(emax, maxPrec, minExp) == 0;
 }
 // The lowest plane coded, 32 when there is none.
-inline int lowestPlane(int64_t p) { return p >= 32 ? 0 : p <= 0 ? 32 : int(32 - p); }
+static inline int lowestPlane(int64_t p) { return p >= 32 ? 0 : p <= 0 ? 32 : int(32 - p); }
 
 // The encoder's conversion scale 2^(30 - emax) as a float's bit pattern, capped
 // at 2^127 for blocks under 2^-98 so that it stays finite.
-inline uint32_t forwardScaleBits(int32_t emax) {
+static inline uint32_t forwardScaleBits(int32_t emax) {
     const int32_t field = 157 - emax < 254 ? 157 - emax : 254;
     return uint32_t(field) << 23;
 }
 // The decoder's scale 2^(E - 157) from the biased exponent E, with no cap: below
 // E = 31 the pattern is not that power of two, as the format has it.
-inline uint32_t inverseScaleBits(uint32_t biasedExp) { return (biasedExp - 30) << 23; }
+static inline uint32_t inverseScaleBits(uint32_t biasedExp) { return (biasedExp - 30) << 23; }
+
+static inline uint64_t lowBits(uint64_t v, unsigned n) { return n >= 64 ? v : v & ((uint64_t(1) << n) - 1); }
+static inline uint64_t shiftDown(uint64_t v, unsigned n) { return n >= 64 ? 0 : v >> n; }
+static inline uint64_t load64(const uint8_t* p) {
+    uint64_t v;
+    std::memcpy(&v, p, 8);
+    return v;
+}
+
+// Whether a block of at most maxBits bits, and a reader's look-ahead of two words
+// past its last bit, lies inside the buffer from cur: then nothing needs testing.
+static inline bool blockFits(const Fields& f) {
+    if (f.maxBits < 0 || f.maxBits > (1 << 20)) return false;
+    const int64_t words = (int64_t(f.maxBits) + 63) / 64 + 2;
+    return bytesBetween(f.cur, f.end) >= words * 8;
+}
 
 struct Kernels {
     // Reads the block (element x, y, z at src + z planeStep + y step + 4x), finds
@@ -105,6 +125,11 @@ struct Kernels {
                        uint64_t* planes);
     // The way back from 32 planes and the biased exponent to 64 floats at dst.
     void (*inverse)(const uint64_t* planes, uint32_t biasedExp, uint8_t* dst, ptrdiff_t step, ptrdiff_t planeStep);
+    // Reads a block after its first bit (1: not empty) without a test, where
+    // blockFits: the biased exponent, the planes (only those read are written)
+    // and the number of plane bits read; the record is left as the checked
+    // reader would leave it.
+    bool (*readBlock)(Fields& f, uint64_t* planes, uint32_t& biasedExp, int64_t& used);
 };
 
 namespace ref {

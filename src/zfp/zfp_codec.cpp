@@ -18,17 +18,10 @@
 
 #include "lumdc.h"
 #include "zfp/zfp.h"
+#include "zfp/zfp_fast_read.h"
 
 namespace lumdc::zfp {
 namespace {
-
-inline uint64_t lowBits(uint64_t v, unsigned n) { return n >= 64 ? v : v & ((uint64_t(1) << n) - 1); }
-inline uint64_t shiftDown(uint64_t v, unsigned n) { return n >= 64 ? 0 : v >> n; }
-inline uint64_t load64(const uint8_t* p) {
-    uint64_t v;
-    std::memcpy(&v, p, 8);
-    return v;
-}
 
 // ---- Writing ---------------------------------------------------------------------
 
@@ -164,14 +157,6 @@ LumStatus encodeBlock(Fields& f, const uint64_t* planes, int32_t emax) {
     return lumStatusOk;
 }
 
-// Whether a block of at most maxBits bits, and for the reader a look-ahead word
-// past its last one, lies inside the buffer from cur: then nothing needs testing.
-bool blockFits(const Fields& f) {
-    if (f.maxBits < 0 || f.maxBits > (1 << 20)) return false;
-    const int64_t words = (int64_t(f.maxBits) + 63) / 64 + 2;
-    return bytesBetween(f.cur, f.end) >= words * 8;
-}
-
 // ---- Reading ---------------------------------------------------------------------
 
 // Bits come from the low end of the buffer; an empty buffer is refilled with the
@@ -238,55 +223,6 @@ private:
     Fields& f_;
 };
 
-// The same reads with a look-ahead of 64 bits and no tests; it leaves the record
-// exactly as the checked reader would.
-class FastReader {
-public:
-    explicit FastReader(Fields& f) : f_(f), buf_(f.bitBuffer), count_(unsigned(f.bitCount)), cur_(f.cur) {}
-    ~FastReader() {
-        f_.bitBuffer = buf_;
-        f_.bitCount = int32_t(count_);
-        f_.cur = cur_;
-    }
-
-    bool read(unsigned n, uint64_t& v) {
-        v = lowBits(peek(), n);
-        consume(n);
-        return true;
-    }
-
-    bool zerosThenOne(unsigned limit, unsigned& zeros, bool& one) {
-        const uint64_t ahead = peek();
-        const unsigned t = unsigned(std::countr_zero(ahead));  // 64 when none
-        one = t < limit;
-        zeros = one ? t : limit;
-        consume(zeros + (one ? 1 : 0));
-        return true;
-    }
-
-private:
-    uint64_t peek() const {
-        const uint64_t have = lowBits(buf_, count_);
-        return count_ >= 64 ? have : have | load64(cur_) << count_;
-    }
-    void consume(unsigned n) {
-        if (n <= count_) {
-            buf_ = shiftDown(buf_, n);
-            count_ -= n;
-            return;
-        }
-        const unsigned rest = n - count_;
-        buf_ = shiftDown(load64(cur_), rest);
-        cur_ += 8;
-        count_ = 64 - rest;
-    }
-
-    Fields& f_;
-    uint64_t buf_;
-    unsigned count_;
-    uint8_t* cur_;
-};
-
 // Skips n bits by the stream's rule: whole words are stepped over without being
 // read, and the word holding the last skipped bit is loaded (at the very end of
 // the buffer, its bytes only, unshifted: there the skipped bits are zero fill
@@ -318,8 +254,7 @@ bool skipBits(Fields& f, uint64_t n) {
     return true;
 }
 
-template <class R>
-bool decodePlanes(R& in, uint64_t* planes, int kmin, int64_t& budget) {
+bool decodePlanes(CheckedReader& in, uint64_t* planes, int kmin, int64_t& budget) {
     unsigned n = 0;
     for (int k = 31; k >= kmin && budget > 0; --k) {
         const unsigned m = unsigned(std::min<int64_t>(n, budget));
@@ -349,16 +284,15 @@ bool decodePlanes(R& in, uint64_t* planes, int kmin, int64_t& budget) {
 
 // Reads the block after its first bit (1: not empty) into planes; `used` is the
 // number of plane bits read.
-template <class R>
-bool decodeBlock(Fields& f, uint64_t* planes, uint32_t& biasedExp, int64_t& used) {
-    R in(f);
+bool readBlockChecked(Fields& f, uint64_t* planes, uint32_t& biasedExp, int64_t& used) {
+    CheckedReader in(f);
     uint64_t e;
     if (!in.read(8, e)) return false;
     biasedExp = uint32_t(e);
-    const int32_t emax = int32_t(e) - 127;
     const int64_t room = int64_t(f.maxBits) - 9;
     int64_t budget = room;
-    if (f.maxBits >= 10 && !decodePlanes(in, planes, lowestPlane(precision(emax, f.maxPrec, f.minExp)), budget))
+    if (f.maxBits >= 10 &&
+        !decodePlanes(in, planes, lowestPlane(precision(int32_t(e) - 127, f.maxPrec, f.minExp)), budget))
         return false;
     used = room - budget;
     return true;
@@ -405,14 +339,15 @@ LumStatus lumsDecodeZfp444_32f(LumZfpState* pState, float* pDst, int32_t dstStep
         alignas(64) uint64_t planes[32] = {};
         uint32_t biasedExp = 0;
         int64_t used = 0;
-        const bool whole = blockFits(f) ? decodeBlock<FastReader>(f, planes, biasedExp, used)
-                                        : decodeBlock<CheckedReader>(f, planes, biasedExp, used);
+        const Kernels* kernels = lumdc::pickVariant(kVariants);
+        const bool whole = blockFits(f) && FastReader::readable(f) ? kernels->readBlock(f, planes, biasedExp, used)
+                                                                   : readBlockChecked(f, planes, biasedExp, used);
         if (!whole) {
             status = lumStatusStreamEnd;
         } else {
             // The values are known once the planes are read; a stream that ends in
             // the block's padding still reports that it ended.
-            lumdc::pickVariant(kVariants)->inverse(planes, biasedExp, dst, dstStep, dstPlaneStep);
+            kernels->inverse(planes, biasedExp, dst, dstStep, dstPlaneStep);
             if (used < int64_t(f.minBits) - 9 && !skipBits(f, uint64_t(int64_t(f.minBits) - 9 - used)))
                 status = lumStatusStreamEnd;
         }

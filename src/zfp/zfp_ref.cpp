@@ -5,6 +5,7 @@
 #include <bit>
 
 #include "zfp/zfp.h"
+#include "zfp/zfp_fast_read.h"
 
 namespace lumdc::zfp::ref {
 namespace {
@@ -96,8 +97,13 @@ void inverse(const uint64_t* planes, uint32_t biasedExp, uint8_t* dst, ptrdiff_t
         for (int y = 0; y < 4; ++y) std::memcpy(dst + z * planeStep + y * step, out + 16 * z + 4 * y, 16);
 }
 
+// Token by token: no bit-gather instruction to lean on.
+struct ReadOps {
+    static constexpr bool kParallel = false;
+};
+
 }  // namespace
 
-const Kernels kKernels = {forward, inverse};
+const Kernels kKernels = {forward, inverse, readBlockFast<ReadOps>};
 
 }  // namespace lumdc::zfp::ref
