@@ -245,6 +245,7 @@ bool skipBits(Fields& f, uint64_t n) {
         f.bitBuffer = load64(f.cur) >> s;
         f.cur += 8;
     } else {
+        f.bitCount = 0;  // what the loop does not finish stays unread
         for (unsigned covered = 0; covered < s; covered += 8) {
             if (bytesBetween(f.cur, f.end) <= 0) return false;
             f.bitBuffer |= uint64_t(*f.cur++) << covered;
