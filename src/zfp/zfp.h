@@ -135,12 +135,16 @@ struct Kernels {
 namespace ref {
 extern const Kernels kKernels;
 }
+namespace avx2 {
+extern const Kernels kKernels;
+}
 namespace avx512 {
 extern const Kernels kKernels;
 }
 
 inline constexpr Variant<const Kernels*> kVariants[] = {
     {"avx512", kIsaAvx512 | LUM_CPU_AVX512VBMI, &avx512::kKernels},
+    {"avx2", kIsaAvx2, &avx2::kKernels},
     {"ref", kIsaRef, &ref::kKernels},
 };
 
