@@ -75,6 +75,20 @@ inline bool hasFeatures(uint64_t mask) {
     return has;
 }
 
+// Registers a benchmark whose body (given the state) runs with only the given
+// features visible; skipped where the processor lacks them.
+template <class Body>
+void registerWithFeatures(const std::string& name, uint64_t features, Body body) {
+    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
+        if (!hasFeatures(features)) {
+            state.SkipWithError("processor lacks the features");
+            return;
+        }
+        ForceFeatures only(features);
+        body(state);
+    });
+}
+
 // Registers a throughput benchmark over `bytes` per iteration, run with only the
 // given features visible (0 for peers and portable code); skipped where the
 // processor lacks them.

@@ -132,12 +132,7 @@ std::vector<uint8_t> reference(const Mode& m) {
 
 void addEncoder(const Mode& m, const std::string& impl, uint64_t features) {
     const std::string name = std::string("zfp_encode_") + m.name + "/" + impl + "/256^3";
-    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
-        if (!lumbench::hasFeatures(features)) {
-            state.SkipWithError("processor lacks the features");
-            return;
-        }
-        lumbench::ForceFeatures only(features);
+    lumbench::registerWithFeatures(name, features, [=](benchmark::State& state) {
         const bool ours = impl != "zfp";
         std::vector<uint8_t> out(kBytes + (1 << 20));
         const auto encode = [&] {
@@ -162,12 +157,7 @@ void addEncoder(const Mode& m, const std::string& impl, uint64_t features) {
 
 void addDecoder(const Mode& m, const std::string& impl, uint64_t features) {
     const std::string name = std::string("zfp_decode_") + m.name + "/" + impl + "/256^3";
-    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
-        if (!lumbench::hasFeatures(features)) {
-            state.SkipWithError("processor lacks the features");
-            return;
-        }
-        lumbench::ForceFeatures only(features);
+    lumbench::registerWithFeatures(name, features, [=](benchmark::State& state) {
         const bool ours = impl != "zfp";
         const std::vector<uint8_t> stream = reference(m);
         std::vector<float> out(kValues);

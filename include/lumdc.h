@@ -190,6 +190,46 @@ LUMDC_API LumStatus lumsEncodeLZ4HCDictLimit_8u(const uint8_t* pSrc, int32_t* pS
                                                 uint8_t* pHashTable, uint8_t* pChainTable, int32_t level,
                                                 int32_t dictLimit);
 
+/* ---- LZSS ---------------------------------------------------------------------
+ * A streaming LZSS codec over a 32 KiB window. The stream is a sequence of items
+ * packed most significant bit first with no gaps and no end marker: a literal is
+ * a 1 bit and the byte (9 bits); a match is a 0 bit, the distance (15 bits,
+ * 1..32767) and the length minus 3 (8 bits: 3..258). The encoder matches greedily
+ * over hash chains (16 candidates at most). Both directions run over any number of
+ * calls on one record: the encoder holds back its last 260 bytes of input until
+ * more arrives or the flush, so its stream does not depend on how the input was
+ * split; the decoder keeps a partial item's bits, the rest of a match that did
+ * not fit, and the last 32 KiB of output, so any split of either buffer gives
+ * the same output. Pointers and lengths advance by what each call used. */
+typedef struct LumLzssState LumLzssState; /* 327744 bytes, 8-byte aligned, either direction */
+
+/* *pSize = 327744. -8 for a null pointer. */
+LUMDC_API LumStatus lumsLZSSGetSize_8u(int32_t* pSize);
+/* Start a stream in the given direction. -8 for a null pointer. */
+LUMDC_API LumStatus lumsEncodeLZSSInit_8u(LumLzssState* pState);
+LUMDC_API LumStatus lumsDecodeLZSSInit_8u(LumLzssState* pState);
+/* Takes all of *ppSrc[0, *pSrcLen) into the record and writes the items that are
+ * ready to *ppDst[0, *pDstLen). A destination of length 0 returns 33 at once, a
+ * source of length 0 returns 0 at once; 33 when the destination filled up with
+ * work left (call again with more room), else 0. -8 null pointer, -6 a negative
+ * length. */
+LUMDC_API LumStatus lumsEncodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst, int32_t* pDstLen,
+                                      LumLzssState* pState);
+/* Ends the stream: codes the input held back, then writes the pending bits as
+ * whole bytes, the last padded with 0 bits. Nothing pending: 0 and nothing
+ * written. 33 when the destination ran out first; what did not fit stays in the
+ * record for another Flush. -8 null pointer, -6 *pDstLen below 1. */
+LUMDC_API LumStatus lumsEncodeLZSSFlush_8u(uint8_t** ppDst, int32_t* pDstLen, LumLzssState* pState);
+/* Decodes whole items from *ppSrc[0, *pSrcLen) into *ppDst[0, *pDstLen); the bits
+ * of an item cut by the end of the source wait in the record. Any bytes decode
+ * to some output (a distance reaching before the start reads zeros). A
+ * destination of length 0 returns 33 at once; a source of length 0 returns 0
+ * after writing what is left of a match that an earlier full output cut; 33
+ * when the destination filled up first (bytes read ahead are given back), else 0.
+ * -8 null pointer, -6 a negative length. */
+LUMDC_API LumStatus lumsDecodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst, int32_t* pDstLen,
+                                      LumLzssState* pState);
+
 /* ---- LZO1X ------------------------------------------------------------------------
  * The LZO1X instruction stream (as liblzo2's lzo1x functions read and write it),
  * ended by the marker 0x11 0x00 0x00, and a container of 1 to 32 streams that decode

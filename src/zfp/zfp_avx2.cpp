@@ -258,14 +258,8 @@ void inverse(const uint64_t* planes, uint32_t biasedExp, uint8_t* dst, ptrdiff_t
                    _mm256_mul_ps(_mm256_cvtepi32_ps(b.r[z].hi), scale));
 }
 
-struct ReadOps {
-    static constexpr bool kParallel = true;
-    static uint64_t pdep(uint64_t v, uint64_t mask) { return _pdep_u64(v, mask); }
-    static uint64_t pext(uint64_t v, uint64_t mask) { return _pext_u64(v, mask); }
-};
-
 }  // namespace
 
-const Kernels kKernels = {forward, inverse, readBlockFast<ReadOps>};
+const Kernels kKernels = {forward, inverse, readBlockFast<Bmi2ReadOps>};
 
 }  // namespace lumdc::zfp::avx2

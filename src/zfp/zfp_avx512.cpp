@@ -182,14 +182,8 @@ void inverse(const uint64_t* planes, uint32_t biasedExp, uint8_t* dst, ptrdiff_t
     for (int z = 0; z < 4; ++z) storePlane(dst + z * planeStep, step, _mm512_mul_ps(_mm512_cvtepi32_ps(b.r[z]), scale));
 }
 
-struct ReadOps {
-    static constexpr bool kParallel = true;
-    static uint64_t pdep(uint64_t v, uint64_t mask) { return _pdep_u64(v, mask); }
-    static uint64_t pext(uint64_t v, uint64_t mask) { return _pext_u64(v, mask); }
-};
-
 }  // namespace
 
-const Kernels kKernels = {forward, inverse, readBlockFast<ReadOps>};
+const Kernels kKernels = {forward, inverse, readBlockFast<Bmi2ReadOps>};
 
 }  // namespace lumdc::zfp::avx512

@@ -13,6 +13,8 @@
 // token by token.
 #pragma once
 
+#include <immintrin.h>
+
 #include <algorithm>
 #include <bit>
 
@@ -72,6 +74,15 @@ private:
     const uint8_t* const base_;
     uint64_t pos_;
 };
+
+#ifdef __BMI2__
+// The parallel parse, for the kernels built with BMI2.
+struct Bmi2ReadOps {
+    static constexpr bool kParallel = true;
+    static uint64_t pdep(uint64_t v, uint64_t mask) { return _pdep_u64(v, mask); }
+    static uint64_t pext(uint64_t v, uint64_t mask) { return _pext_u64(v, mask); }
+};
+#endif
 
 // Ops: kParallel, and when set pdep(value, mask) and pext(value, mask).
 template <class Ops>

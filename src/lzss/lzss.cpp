@@ -1,0 +1,258 @@
+// LZSS: the record's set-up, the encoder's call and flush around the coder, and
+// the decoder.
+
+#include "lzss/lzss.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/lz_match.h"
+#include "lumdc.h"
+#include "lzss/lzss_encode_core.h"
+
+namespace lumdc::lzss {
+
+namespace ref {
+const EncodeKernels kEncodeKernels = {codeItems<PortableMatchOps>};
+}
+
+namespace {
+
+// Three fixed tables spreading the bytes of a 3-byte key over 16 bits: each is a
+// permutation-like mix from a 16-bit LCG, distinct per byte position.
+constexpr struct HashTables {
+    uint16_t t[3 * 256];
+    constexpr HashTables() : t{} {
+        uint32_t x = 0x2545F491u;
+        for (auto& v : t) {
+            x = x * 1103515245u + 12345u;
+            v = uint16_t(x >> 15);
+        }
+    }
+} kHash;
+
+Header* header(LumLzssState* s) { return reinterpret_cast<Header*>(s); }
+uint8_t* base(LumLzssState* s) { return reinterpret_cast<uint8_t*>(s); }
+
+// The pointers are stored as the record describes itself, and recomputed from the
+// record's address on every call, so that a record copied as bytes stays valid.
+void bind(LumLzssState* s) {
+    Header& h = *header(s);
+    h.hashTables = kHash.t;
+    h.head = reinterpret_cast<uint16_t*>(base(s) + kHeadOffset);
+    h.chain = reinterpret_cast<uint32_t*>(base(s) + kChainOffset);
+    h.buffer = h.direction == kDecoder ? base(s) + kHeadOffset : base(s) + kBufferOffset;
+}
+
+// Pending bits as a right-aligned 64-bit word.
+uint64_t pending(const Header& h) { return uint64_t(h.overflow) << 32 | h.bits; }
+void setPending(Header& h, uint64_t acc, int32_t count) {
+    acc = count >= 64 ? acc : acc & ((uint64_t(1) << count) - 1);
+    h.bits = uint32_t(acc);
+    h.overflow = uint32_t(acc >> 32);
+    h.bitCount = count;
+}
+
+// Keeps the last 32 KiB before the cursor and makes room behind the data.
+void slide(Header& h) {
+    const uint32_t shift = h.cursor > kWindow ? h.cursor - kWindow : 0;
+    std::memmove(h.buffer, h.buffer + shift, h.filled - shift);
+    h.position += shift;
+    h.cursor -= shift;
+    h.filled -= shift;
+}
+
+}  // namespace
+}  // namespace lumdc::lzss
+
+using namespace lumdc::lzss;
+
+extern "C" {
+
+LumStatus lumsLZSSGetSize_8u(int32_t* pSize) {
+    if (pSize == nullptr) return lumStatusNullPtr;
+    *pSize = int32_t(kStateBytes);
+    return lumStatusOk;
+}
+
+LumStatus lumsEncodeLZSSInit_8u(LumLzssState* pState) {
+    if (pState == nullptr) return lumStatusNullPtr;
+    Header& h = *header(pState);
+    h = Header{};
+    h.direction = kEncoder;
+    bind(pState);
+    std::fill(h.head, h.head + 65536, uint16_t(kEmpty));
+    std::fill(h.chain, h.chain + kWindow, kEmpty);
+    return lumStatusOk;
+}
+
+LumStatus lumsDecodeLZSSInit_8u(LumLzssState* pState) {
+    if (pState == nullptr) return lumStatusNullPtr;
+    Header& h = *header(pState);
+    h = Header{};
+    h.direction = kDecoder;
+    bind(pState);
+    // Distances that reach before the start of the output read these zeros.
+    std::memset(h.buffer, 0, kWindow);
+    return lumStatusOk;
+}
+
+LumStatus lumsEncodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst, int32_t* pDstLen,
+                            LumLzssState* pState) {
+    if (ppSrc == nullptr || pSrcLen == nullptr || ppDst == nullptr || pDstLen == nullptr || pState == nullptr ||
+        *ppDst == nullptr || (*ppSrc == nullptr && *pSrcLen != 0))
+        return lumStatusNullPtr;
+    if (*pSrcLen < 0 || *pDstLen < 0) return lumStatusSizeErr;
+    if (*pDstLen == 0) return lumStatusDstFull;
+    if (*pSrcLen == 0) return lumStatusOk;
+    bind(pState);
+    Header& h = *header(pState);
+    const auto code = lumdc::pickVariant(kEncodeVariants)->code;
+    const uint8_t* src = *ppSrc;
+    uint32_t left = uint32_t(*pSrcLen);
+    uint8_t* dst = *ppDst;
+    uint32_t room = uint32_t(*pDstLen);
+    LumStatus status = lumStatusOk;
+    for (;;) {
+        if (code(h, dst, room, false) == Stop::DstFull) {
+            status = lumStatusDstFull;
+            break;
+        }
+        if (left == 0) break;
+        if (h.filled == kBufferBytes) slide(h);
+        const uint32_t n = std::min(left, kBufferBytes - h.filled);
+        std::memcpy(h.buffer + h.filled, src, n);
+        h.filled += n;
+        src += n;
+        left -= n;
+    }
+    *ppSrc = src;
+    *pSrcLen = int32_t(left);
+    *ppDst = dst;
+    *pDstLen = int32_t(room);
+    return status;
+}
+
+LumStatus lumsEncodeLZSSFlush_8u(uint8_t** ppDst, int32_t* pDstLen, LumLzssState* pState) {
+    if (ppDst == nullptr || pDstLen == nullptr || pState == nullptr || *ppDst == nullptr) return lumStatusNullPtr;
+    if (*pDstLen < 1) return lumStatusSizeErr;
+    bind(pState);
+    Header& h = *header(pState);
+    uint8_t* dst = *ppDst;
+    uint32_t room = uint32_t(*pDstLen);
+    LumStatus status = lumStatusOk;
+    // The look-ahead held back for later calls is coded now that the end is known.
+    if (lumdc::pickVariant(kEncodeVariants)->code(h, dst, room, true) == Stop::DstFull) {
+        status = lumStatusDstFull;
+    } else {
+        uint64_t acc = pending(h);
+        int32_t count = h.bitCount;
+        if (count % 8 != 0) {
+            acc <<= 8 - count % 8;
+            count += 8 - count % 8;
+        }
+        for (; count >= 8 && room > 0; --room) {
+            count -= 8;
+            *dst++ = uint8_t(acc >> count);
+        }
+        setPending(h, acc, count);
+        if (count > 0) status = lumStatusDstFull;
+    }
+    *ppDst = dst;
+    *pDstLen = int32_t(room);
+    return status;
+}
+
+LumStatus lumsDecodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst, int32_t* pDstLen,
+                            LumLzssState* pState) {
+    if (ppSrc == nullptr || pSrcLen == nullptr || ppDst == nullptr || pDstLen == nullptr || pState == nullptr ||
+        *ppDst == nullptr || (*ppSrc == nullptr && *pSrcLen != 0))
+        return lumStatusNullPtr;
+    if (*pSrcLen < 0 || *pDstLen < 0) return lumStatusSizeErr;
+    if (*pDstLen == 0) return lumStatusDstFull;
+    bind(pState);
+    Header& h = *header(pState);
+    // With no source, only the rest of a match cut by a full output is left to do.
+    if (*pSrcLen == 0 && h.filled == 0) return lumStatusOk;
+    uint8_t* const ring = h.buffer;
+    const uint8_t* src = *ppSrc;
+    const uint8_t* const srcEnd = src + *pSrcLen;
+    uint8_t* const out = *ppDst;
+    const uint32_t capacity = uint32_t(*pDstLen);
+    uint32_t made = 0;
+    uint64_t acc = pending(h);
+    int32_t count = h.bitCount;
+    const uint64_t start = h.position;  // output position of out[0]
+
+    // The byte `distance` back from output position start + at: in this call's
+    // output, or in the ring of earlier calls' last 32 KiB.
+    const auto back = [&](uint32_t at, uint32_t distance) -> uint8_t {
+        return distance <= at ? out[at - distance] : ring[(start + at - distance) % kWindow];
+    };
+    LumStatus status = lumStatusOk;
+    for (;;) {
+        // A match may outlast the room of one call: its rest waits in the record.
+        if (h.filled != 0) {
+            const uint32_t n = std::min(h.filled, capacity - made);
+            const uint32_t d = h.cursor;
+            if (d <= made && d >= n) {
+                std::memcpy(out + made, out + made - d, n);
+            } else {
+                for (uint32_t k = 0; k < n; ++k) out[made + k] = back(made + k, d);
+            }
+            made += n;
+            h.filled -= n;
+            if (h.filled != 0) {
+                status = lumStatusDstFull;
+                break;
+            }
+        }
+        while (count <= 56 && src < srcEnd) {
+            acc = acc << 8 | *src++;
+            count += 8;
+        }
+        if (count < 9) break;  // no whole item: its bits wait for the next call
+        const bool literal = (acc >> (count - 1) & 1) != 0;
+        if (literal) {
+            if (made == capacity) {
+                status = lumStatusDstFull;
+                break;
+            }
+            count -= 9;
+            out[made++] = uint8_t(acc >> count);
+            continue;
+        }
+        if (count < 24) break;
+        if (made == capacity) {
+            status = lumStatusDstFull;
+            break;
+        }
+        count -= 24;
+        const uint32_t item = uint32_t(acc >> count) & 0x7FFFFF;
+        // Distance 0 is never written; it reads the byte 32768 back, like any
+        // other distance, from what the stream has produced (zeros before it).
+        h.cursor = item >> 8 != 0 ? item >> 8 : kWindow;
+        h.filled = (item & 0xFF) + kMinMatch;
+    }
+    // Whole bytes read ahead go back to the caller when the output is full.
+    if (status == lumStatusDstFull) {
+        const int32_t unread = count / 8;
+        src -= unread;
+        count -= 8 * unread;
+        acc >>= 8 * unread;
+    }
+    setPending(h, acc, count);
+
+    // The ring takes this call's last 32 KiB.
+    const uint32_t keep = std::min(made, kWindow);
+    for (uint32_t k = made - keep; k < made; ++k) ring[(start + k) % kWindow] = out[k];
+    h.position = start + made;
+
+    *ppSrc = src;
+    *pSrcLen = int32_t(srcEnd - src);
+    *ppDst = out + made;
+    *pDstLen = int32_t(capacity - made);
+    return status;
+}
+
+}  // extern "C"

@@ -1,0 +1,279 @@
+// LZSS: statuses, a by-the-book parser that checks every item the encoder writes,
+// hand-made streams, round trips whole and cut into pieces in both directions,
+// and every encoder variant against the portable one.
+
+#include "lzss/lzss.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "lumdc.h"
+#include "test_support.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+struct Record {
+    std::vector<uint64_t> memory = std::vector<uint64_t>(327744 / 8);
+    LumLzssState* get() { return reinterpret_cast<LumLzssState*>(memory.data()); }
+};
+
+// Reads the stream item by item as the format has it, refusing what the encoder
+// must never write: a distance of 0 or past the start, a final partial item
+// other than zero padding. Returns the decoded bytes, or an error message.
+struct Parsed {
+    Bytes out;
+    std::string error;
+    size_t matches = 0;
+    uint32_t longest = 0;
+};
+Parsed parse(const Bytes& stream) {
+    Parsed r;
+    const size_t bits = stream.size() * 8;
+    size_t at = 0;
+    const auto take = [&](int n) {
+        uint32_t v = 0;
+        for (int i = 0; i < n; ++i, ++at) v = v << 1 | ((stream[at / 8] >> (7 - at % 8)) & 1);
+        return v;
+    };
+    while (at < bits) {
+        const size_t left = bits - at;
+        if (left < 9) {
+            if (take(int(left)) != 0) r.error = "nonzero padding";
+            break;
+        }
+        if (take(1) == 1) {
+            r.out.push_back(uint8_t(take(8)));
+            continue;
+        }
+        if (left < 24) {
+            if (take(int(left - 1)) != 0) r.error = "nonzero padding";
+            break;
+        }
+        const uint32_t d = take(15), len = take(8) + 3;
+        if (d == 0 || d > r.out.size()) {
+            r.error = "distance " + std::to_string(d) + " at " + std::to_string(r.out.size());
+            break;
+        }
+        for (uint32_t k = 0; k < len; ++k) r.out.push_back(r.out[r.out.size() - d]);
+        ++r.matches;
+        r.longest = std::max(r.longest, len);
+    }
+    return r;
+}
+
+// Encodes with the source and destination cut into the given pieces (cycled),
+// then flushes, also in pieces.
+Bytes encode(const Bytes& data, const std::vector<size_t>& srcPieces = {}, const std::vector<size_t>& dstPieces = {}) {
+    Record r;
+    EXPECT_EQ(lumsEncodeLZSSInit_8u(r.get()), lumStatusOk);
+    Bytes out(data.size() * 9 / 8 + 64);
+    uint8_t* dst = out.data();
+    const uint8_t* src = data.data();
+    size_t srcLeft = data.size(), si = 0, di = 0;
+    const auto nextRoom = [&] { return dstPieces.empty() ? out.size() : dstPieces[di++ % dstPieces.size()]; };
+    while (srcLeft > 0) {
+        const size_t piece = srcPieces.empty() ? srcLeft : std::min(srcLeft, srcPieces[si++ % srcPieces.size()]);
+        int32_t len = int32_t(piece);
+        while (len > 0) {
+            int32_t room = int32_t(std::min<size_t>(nextRoom(), out.data() + out.size() - dst));
+            const LumStatus st = lumsEncodeLZSS_8u(&src, &len, &dst, &room, r.get());
+            EXPECT_TRUE(st == lumStatusOk || st == lumStatusDstFull) << st;
+            if (st == lumStatusOk) {
+                EXPECT_EQ(len, 0);
+            }
+        }
+        srcLeft -= piece;
+    }
+    for (;;) {
+        int32_t room = int32_t(std::max<size_t>(1, std::min<size_t>(nextRoom(), out.data() + out.size() - dst)));
+        const LumStatus st = lumsEncodeLZSSFlush_8u(&dst, &room, r.get());
+        if (st == lumStatusOk) break;
+        EXPECT_EQ(st, lumStatusDstFull);
+    }
+    out.resize(size_t(dst - out.data()));
+    return out;
+}
+
+Bytes decode(const Bytes& stream, size_t expect, const std::vector<size_t>& srcPieces = {},
+             const std::vector<size_t>& dstPieces = {}) {
+    Record r;
+    EXPECT_EQ(lumsDecodeLZSSInit_8u(r.get()), lumStatusOk);
+    Bytes out(expect + 16);
+    uint8_t* dst = out.data();
+    const uint8_t* src = stream.data();
+    size_t srcLeft = stream.size(), si = 0, di = 0;
+    while (srcLeft > 0) {
+        const size_t piece = srcPieces.empty() ? srcLeft : std::min(srcLeft, srcPieces[si++ % srcPieces.size()]);
+        int32_t len = int32_t(piece);
+        const uint8_t* before = src;
+        while (len > 0) {
+            const size_t space = size_t(out.data() + out.size() - dst);
+            int32_t room = int32_t(dstPieces.empty() ? space : std::min(space, dstPieces[di++ % dstPieces.size()]));
+            const LumStatus st = lumsDecodeLZSS_8u(&src, &len, &dst, &room, r.get());
+            EXPECT_TRUE(st == lumStatusOk || st == lumStatusDstFull) << st;
+            if (st == lumStatusOk) {
+                EXPECT_EQ(len, 0);
+            }
+        }
+        srcLeft -= size_t(src - before);
+    }
+    // The rest of a match cut by a full output comes with an empty source.
+    for (LumStatus st = lumStatusDstFull; st == lumStatusDstFull;) {
+        int32_t len = 0, room = int32_t(dstPieces.empty() ? out.data() + out.size() - dst : 1);
+        st = lumsDecodeLZSS_8u(&src, &len, &dst, &room, r.get());
+    }
+    out.resize(size_t(dst - out.data()));
+    return out;
+}
+
+Bytes makeData(std::mt19937_64& rng, int kind, size_t n) {
+    return kind == 0   ? lumtest::randomBytes(rng, n)
+           : kind == 1 ? lumtest::textLike(rng, n)
+                       : lumtest::repetitive(rng, n);
+}
+
+TEST(LzssStatus, ArgumentsAndEmptyBuffers) {
+    int32_t size = 0;
+    EXPECT_EQ(lumsLZSSGetSize_8u(&size), lumStatusOk);
+    EXPECT_EQ(size, 327744);
+    EXPECT_EQ(lumsLZSSGetSize_8u(nullptr), lumStatusNullPtr);
+    EXPECT_EQ(lumsEncodeLZSSInit_8u(nullptr), lumStatusNullPtr);
+    EXPECT_EQ(lumsDecodeLZSSInit_8u(nullptr), lumStatusNullPtr);
+
+    Record r;
+    ASSERT_EQ(lumsEncodeLZSSInit_8u(r.get()), lumStatusOk);
+    uint8_t in[4] = {1, 2, 3, 4}, out[8] = {};
+    const uint8_t* src = in;
+    uint8_t* dst = out;
+    int32_t srcLen = 4, dstLen = 0;
+    EXPECT_EQ(lumsEncodeLZSS_8u(&src, &srcLen, &dst, &dstLen, r.get()), lumStatusDstFull);
+    EXPECT_EQ(src, in);
+    EXPECT_EQ(srcLen, 4);
+    dstLen = 8, srcLen = 0;
+    EXPECT_EQ(lumsEncodeLZSS_8u(&src, &srcLen, &dst, &dstLen, r.get()), lumStatusOk);
+    EXPECT_EQ(dstLen, 8);
+    srcLen = -1;
+    EXPECT_EQ(lumsEncodeLZSS_8u(&src, &srcLen, &dst, &dstLen, r.get()), lumStatusSizeErr);
+    EXPECT_EQ(lumsEncodeLZSS_8u(nullptr, &srcLen, &dst, &dstLen, r.get()), lumStatusNullPtr);
+    dstLen = 0;
+    EXPECT_EQ(lumsEncodeLZSSFlush_8u(&dst, &dstLen, r.get()), lumStatusSizeErr);
+    dstLen = 8;
+    EXPECT_EQ(lumsEncodeLZSSFlush_8u(&dst, &dstLen, r.get()), lumStatusOk);  // nothing pending
+    EXPECT_EQ(dst, out);
+    EXPECT_EQ(dstLen, 8);
+
+    ASSERT_EQ(lumsDecodeLZSSInit_8u(r.get()), lumStatusOk);
+    srcLen = 4, dstLen = 0;
+    EXPECT_EQ(lumsDecodeLZSS_8u(&src, &srcLen, &dst, &dstLen, r.get()), lumStatusDstFull);
+    srcLen = 0, dstLen = 8;
+    EXPECT_EQ(lumsDecodeLZSS_8u(&src, &srcLen, &dst, &dstLen, r.get()), lumStatusOk);
+    dstLen = -3;
+    EXPECT_EQ(lumsDecodeLZSS_8u(&src, &srcLen, &dst, &dstLen, r.get()), lumStatusSizeErr);
+}
+
+TEST(LzssFormat, HandMadeStreamsDecodeAsTheFormatSays) {
+    // 'A' literal, then a match of distance 1, length 5: "AAAAAA"; then literal 'b'
+    // and a match of distance 2, length 3: "bAbA"; 9 + 24 + 9 + 24 = 66 bits.
+    std::vector<int> bits;
+    const auto put = [&](uint32_t v, int n) {
+        for (int i = n - 1; i >= 0; --i) bits.push_back(int(v >> i & 1));
+    };
+    put(0x100 | 'A', 9);
+    put(1 << 8 | 2, 24);
+    put(0x100 | 'b', 9);
+    put(2 << 8 | 0, 24);
+    Bytes stream((bits.size() + 7) / 8);
+    for (size_t i = 0; i < bits.size(); ++i) stream[i / 8] |= uint8_t(bits[i] << (7 - i % 8));
+    const Bytes want = {'A', 'A', 'A', 'A', 'A', 'A', 'b', 'A', 'b', 'A'};
+    EXPECT_EQ(decode(stream, want.size()), want);
+    EXPECT_EQ(decode(stream, want.size(), {1}, {1}), want);  // a byte at a time both ways
+    EXPECT_EQ(parse(stream).out, want);
+}
+
+TEST(LzssFormat, LimitsOfLengthAndDistance) {
+    // 1000 equal bytes: a literal, then matches of distance 1 and at most 258.
+    const Bytes same(1000, 'x');
+    const Parsed p = parse(encode(same));
+    ASSERT_TRUE(p.error.empty()) << p.error;
+    EXPECT_EQ(p.out, same);
+    EXPECT_EQ(p.matches, 4u);  // 999 = 258 * 3 + 225
+
+    // A block repeated 32767 bytes later is found; 32768 bytes later it is not.
+    auto rng = lumtest::makeRng(80);
+    for (size_t gap : {32767u, 32768u}) {
+        Bytes data = lumtest::randomBytes(rng, gap + 300);
+        std::copy(data.begin(), data.begin() + 300, data.begin() + ptrdiff_t(gap));
+        const Parsed q = parse(encode(data));
+        ASSERT_TRUE(q.error.empty()) << q.error;
+        EXPECT_EQ(q.out, data);
+        EXPECT_EQ(q.longest == 258, gap == 32767) << gap;
+    }
+}
+
+TEST(LzssRoundTrip, EverySizeAndKindWholeAndInPieces) {
+    auto rng = lumtest::makeRng(81);
+    std::vector<size_t> sizes;
+    for (size_t n = 1; n <= 300; n += 7) sizes.push_back(n);
+    for (size_t n : {259u, 260u, 261u, 4095u, 32767u, 32768u, 65536u, 65537u, 200000u}) sizes.push_back(n);
+    for (size_t n : sizes)
+        for (int kind = 0; kind < 3; ++kind) {
+            const Bytes data = makeData(rng, kind, n);
+            const Bytes whole = encode(data);
+            const Parsed p = parse(whole);
+            ASSERT_TRUE(p.error.empty()) << p.error << " n " << n << " kind " << kind;
+            ASSERT_EQ(p.out, data) << "n " << n << " kind " << kind;
+            ASSERT_EQ(decode(whole, n), data);
+            // The same stream from any split of the input and the output.
+            const auto pieces = lumtest::randomSplit(rng, n, 40);
+            ASSERT_EQ(encode(data, pieces, {1 + rng() % 100, 1, 3}), whole) << "n " << n << " kind " << kind;
+            ASSERT_EQ(decode(whole, n, {1 + rng() % 50, 1}, {1 + rng() % 300, 2}), data);
+        }
+}
+
+TEST(LzssRoundTrip, ByteAtATimeAndTheCorpus) {
+    auto rng = lumtest::makeRng(82);
+    const Bytes text = lumtest::textLike(rng, 40000);
+    const Bytes whole = encode(text);
+    EXPECT_EQ(encode(text, {1}, {1}), whole);
+    EXPECT_EQ(decode(whole, text.size(), {1}, {1}), text);
+    for (const auto& file : lumtest::corpusFiles()) {
+        const Bytes data = lumtest::readFile(file, 1 << 20);
+        const Bytes stream = encode(data);
+        const Parsed p = parse(stream);
+        ASSERT_TRUE(p.error.empty()) << file << ": " << p.error;
+        ASSERT_EQ(p.out, data) << file;
+        ASSERT_EQ(decode(stream, data.size(), {70001}, {65536}), data) << file;
+    }
+}
+
+class LzssVariant : public ::testing::TestWithParam<size_t> {};
+
+TEST_P(LzssVariant, WritesThePortableStream) {
+    const auto& v = lumdc::lzss::kEncodeVariants[GetParam()];
+    if (!lumtest::hasFeatures(v.features)) GTEST_SKIP() << "processor lacks " << v.name;
+    auto rng = lumtest::makeRng(83);
+    for (size_t n : {1u, 100u, 5000u, 100000u})
+        for (int kind = 0; kind < 3; ++kind) {
+            const Bytes data = makeData(rng, kind, n);
+            Bytes mine, portable;
+            {
+                lumtest::FeatureScope scope(v.features);
+                mine = encode(data);
+            }
+            {
+                lumtest::FeatureScope scope(0);
+                portable = encode(data);
+            }
+            ASSERT_EQ(mine, portable) << v.name << " n " << n << " kind " << kind;
+        }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, LzssVariant, ::testing::Range<size_t>(0, std::size(lumdc::lzss::kEncodeVariants)),
+                         [](const auto& info) { return std::string(lumdc::lzss::kEncodeVariants[info.param].name); });
+
+}  // namespace
