@@ -207,6 +207,15 @@ LumStatus lumsDecodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** p
                 break;
             }
         }
+        if (count <= 56 && srcEnd - src >= 8) {
+            // Whole bytes up to 57..64 bits, from one big-endian load.
+            uint64_t word;
+            std::memcpy(&word, src, 8);
+            const int take = (64 - count) / 8;
+            acc = (take == 8 ? 0 : acc << (8 * take)) | __builtin_bswap64(word) >> (64 - 8 * take);
+            src += take;
+            count += 8 * take;
+        }
         while (count <= 56 && src < srcEnd) {
             acc = acc << 8 | *src++;
             count += 8;
@@ -236,10 +245,10 @@ LumStatus lumsDecodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** p
     }
     // Whole bytes read ahead go back to the caller when the output is full.
     if (status == lumStatusDstFull) {
-        const int32_t unread = count / 8;
+        const int32_t unread = std::min<int32_t>(count / 8, int32_t(src - *ppSrc));  // this call's bytes only
         src -= unread;
         count -= 8 * unread;
-        acc >>= 8 * unread;
+        acc = unread >= 8 ? 0 : acc >> (8 * unread);
     }
     setPending(h, acc, count);
 
