@@ -53,6 +53,17 @@ void setPending(Header& h, uint64_t acc, int32_t count) {
     h.bitCount = count;
 }
 
+// The checks both directions make first: pointers (-8), lengths (-6), and a
+// destination of length 0 (33 at once).
+LumStatus checkCall(const uint8_t** ppSrc, const int32_t* pSrcLen, uint8_t** ppDst, const int32_t* pDstLen,
+                    const LumLzssState* pState) {
+    if (ppSrc == nullptr || pSrcLen == nullptr || ppDst == nullptr || pDstLen == nullptr || pState == nullptr ||
+        *ppDst == nullptr || (*ppSrc == nullptr && *pSrcLen != 0))
+        return lumStatusNullPtr;
+    if (*pSrcLen < 0 || *pDstLen < 0) return lumStatusSizeErr;
+    return *pDstLen == 0 ? lumStatusDstFull : lumStatusOk;
+}
+
 // Keeps the last 32 KiB before the cursor and makes room behind the data.
 void slide(Header& h) {
     const uint32_t shift = h.cursor > kWindow ? h.cursor - kWindow : 0;
@@ -99,11 +110,7 @@ LumStatus lumsDecodeLZSSInit_8u(LumLzssState* pState) {
 
 LumStatus lumsEncodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst, int32_t* pDstLen,
                             LumLzssState* pState) {
-    if (ppSrc == nullptr || pSrcLen == nullptr || ppDst == nullptr || pDstLen == nullptr || pState == nullptr ||
-        *ppDst == nullptr || (*ppSrc == nullptr && *pSrcLen != 0))
-        return lumStatusNullPtr;
-    if (*pSrcLen < 0 || *pDstLen < 0) return lumStatusSizeErr;
-    if (*pDstLen == 0) return lumStatusDstFull;
+    if (const LumStatus st = checkCall(ppSrc, pSrcLen, ppDst, pDstLen, pState); st != lumStatusOk) return st;
     if (*pSrcLen == 0) return lumStatusOk;
     bind(pState);
     Header& h = *header(pState);
@@ -165,11 +172,7 @@ LumStatus lumsEncodeLZSSFlush_8u(uint8_t** ppDst, int32_t* pDstLen, LumLzssState
 
 LumStatus lumsDecodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst, int32_t* pDstLen,
                             LumLzssState* pState) {
-    if (ppSrc == nullptr || pSrcLen == nullptr || ppDst == nullptr || pDstLen == nullptr || pState == nullptr ||
-        *ppDst == nullptr || (*ppSrc == nullptr && *pSrcLen != 0))
-        return lumStatusNullPtr;
-    if (*pSrcLen < 0 || *pDstLen < 0) return lumStatusSizeErr;
-    if (*pDstLen == 0) return lumStatusDstFull;
+    if (const LumStatus st = checkCall(ppSrc, pSrcLen, ppDst, pDstLen, pState); st != lumStatusOk) return st;
     bind(pState);
     Header& h = *header(pState);
     // With no source, only the rest of a match cut by a full output is left to do.
