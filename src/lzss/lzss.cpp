@@ -44,6 +44,15 @@ void bind(LumLzssState* s) {
     h.buffer = h.direction == kDecoder ? base(s) + kHeadOffset : base(s) + kBufferOffset;
 }
 
+// A fresh header for the given direction, its pointers bound.
+Header& start(LumLzssState* s, uint32_t direction) {
+    Header& h = *header(s);
+    h = Header{};
+    h.direction = direction;
+    bind(s);
+    return h;
+}
+
 // Pending bits as a right-aligned 64-bit word.
 uint64_t pending(const Header& h) { return uint64_t(h.overflow) << 32 | h.bits; }
 void setPending(Header& h, uint64_t acc, int32_t count) {
@@ -88,10 +97,7 @@ LumStatus lumsLZSSGetSize_8u(int32_t* pSize) {
 
 LumStatus lumsEncodeLZSSInit_8u(LumLzssState* pState) {
     if (pState == nullptr) return lumStatusNullPtr;
-    Header& h = *header(pState);
-    h = Header{};
-    h.direction = kEncoder;
-    bind(pState);
+    Header& h = start(pState, kEncoder);
     std::fill(h.head, h.head + 65536, uint16_t(kEmpty));
     std::fill(h.chain, h.chain + kWindow, kEmpty);
     return lumStatusOk;
@@ -99,10 +105,7 @@ LumStatus lumsEncodeLZSSInit_8u(LumLzssState* pState) {
 
 LumStatus lumsDecodeLZSSInit_8u(LumLzssState* pState) {
     if (pState == nullptr) return lumStatusNullPtr;
-    Header& h = *header(pState);
-    h = Header{};
-    h.direction = kDecoder;
-    bind(pState);
+    Header& h = start(pState, kDecoder);
     // Distances that reach before the start of the output read these zeros.
     std::memset(h.buffer, 0, kWindow);
     return lumStatusOk;
