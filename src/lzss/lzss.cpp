@@ -6,15 +6,18 @@
 #include <algorithm>
 #include <cstring>
 
+#include "core/lz_copy.h"
 #include "core/lz_match.h"
 #include "lumdc.h"
+#include "lzss/lzss_decode_core.h"
 #include "lzss/lzss_encode_core.h"
 
 namespace lumdc::lzss {
 
 namespace ref {
 const EncodeKernels kEncodeKernels = {codeItems<PortableMatchOps>};
-}
+const DecodeKernels kDecodeKernels = {decodeFast<PortableLiterals, PortableLzCopies>};
+}  // namespace ref
 
 namespace {
 
@@ -195,8 +198,17 @@ LumStatus lumsDecodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** p
     const auto back = [&](uint32_t at, uint32_t distance) -> uint8_t {
         return distance <= at ? out[at - distance] : ring[(start + at - distance) % kWindow];
     };
+    const auto fast = lumdc::pickVariant(kDecodeVariants)->fast;
     LumStatus status = lumStatusOk;
     for (;;) {
+        if (h.filled == 0) {
+            DecodeRun run{src, srcEnd, acc, count, out, made, capacity, ring, start};
+            fast(run);
+            src = run.src;
+            acc = run.acc;
+            count = run.count;
+            made = run.made;
+        }
         // A match may outlast the room of one call: its rest waits in the record.
         if (h.filled != 0) {
             const uint32_t n = std::min(h.filled, capacity - made);
@@ -258,9 +270,11 @@ LumStatus lumsDecodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** p
     }
     setPending(h, acc, count);
 
-    // The ring takes this call's last 32 KiB.
+    // The ring takes this call's last 32 KiB, in at most two pieces.
     const uint32_t keep = std::min(made, kWindow);
-    for (uint32_t k = made - keep; k < made; ++k) ring[(start + k) % kWindow] = out[k];
+    const uint32_t at = uint32_t((start + made - keep) % kWindow), first = std::min(keep, kWindow - at);
+    std::memcpy(ring + at, out + made - keep, first);
+    std::memcpy(ring, out + made - keep + first, keep - first);
     h.position = start + made;
 
     *ppSrc = src;

@@ -49,6 +49,30 @@ inline constexpr uint32_t kEncoder = 0x4C5A5345, kDecoder = 0x4C5A5344;
 
 enum class Stop { Done, NeedInput, DstFull };
 
+// The decoder's progress through one call, as its fast loop sees it: the source,
+// the pending bits (right-aligned, `count` of them), the output and the ring of
+// the 32 KiB before it (`start` is the output position of out[0]).
+struct DecodeRun {
+    const uint8_t* src;
+    const uint8_t* srcEnd;
+    uint64_t acc;
+    int32_t count;
+    uint8_t* out;
+    uint32_t made;
+    uint32_t capacity;
+    const uint8_t* ring;
+    uint64_t start;
+};
+
+// Output room the fast loop keeps: a literal run's 8-byte store, the longest
+// match and a copy's over-run.
+inline constexpr uint32_t kFastRoom = 8 + kMaxMatch + 32;
+
+struct DecodeKernels {
+    // Decodes whole items while 16 source bytes and kFastRoom output bytes are left.
+    void (*fast)(DecodeRun& r);
+};
+
 struct EncodeKernels {
     // Codes items from the cursor into dst[0, room) (see lzss_encode_core.h).
     Stop (*code)(Header& h, uint8_t*& dst, uint32_t& room, bool final);
@@ -56,10 +80,12 @@ struct EncodeKernels {
 
 namespace ref {
 extern const EncodeKernels kEncodeKernels;
-}
+extern const DecodeKernels kDecodeKernels;
+}  // namespace ref
 namespace avx2 {
 extern const EncodeKernels kEncodeKernels;
-}
+extern const DecodeKernels kDecodeKernels;
+}  // namespace avx2
 namespace avx512 {
 extern const EncodeKernels kEncodeKernels;
 }
@@ -68,6 +94,13 @@ inline constexpr Variant<const EncodeKernels*> kEncodeVariants[] = {
     {"avx512", kIsaAvx512, &avx512::kEncodeKernels},
     {"avx2", kIsaAvx2, &avx2::kEncodeKernels},
     {"ref", kIsaRef, &ref::kEncodeKernels},
+};
+
+// The decoder's copies and bit gathers need no AVX-512: one kernel serves both
+// vector levels.
+inline constexpr Variant<const DecodeKernels*> kDecodeVariants[] = {
+    {"avx2", kIsaAvx2, &avx2::kDecodeKernels},
+    {"ref", kIsaRef, &ref::kDecodeKernels},
 };
 
 }  // namespace lumdc::lzss

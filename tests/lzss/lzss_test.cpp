@@ -66,6 +66,31 @@ Parsed parse(const Bytes& stream) {
     return r;
 }
 
+// Decodes any bytes as the format reads them: distance 0 stands for 32768, bytes
+// before the start of the output are zeros, a cut last item is dropped.
+Bytes bookDecode(const Bytes& stream) {
+    Bytes out;
+    const size_t bits = stream.size() * 8;
+    size_t at = 0;
+    const auto take = [&](int n) {
+        uint32_t v = 0;
+        for (int i = 0; i < n; ++i, ++at) v = v << 1 | ((stream[at / 8] >> (7 - at % 8)) & 1);
+        return v;
+    };
+    while (bits - at >= 9) {
+        if ((stream[at / 8] >> (7 - at % 8) & 1) != 0) {
+            take(1);
+            out.push_back(uint8_t(take(8)));
+            continue;
+        }
+        if (bits - at < 24) break;
+        take(1);
+        const uint32_t d = take(15), len = take(8) + 3, distance = d == 0 ? 32768 : d;
+        for (uint32_t k = 0; k < len; ++k) out.push_back(out.size() >= distance ? out[out.size() - distance] : 0);
+    }
+    return out;
+}
+
 // Encodes with the source and destination cut into the given pieces (cycled),
 // then flushes, also in pieces.
 Bytes encode(const Bytes& data, const std::vector<size_t>& srcPieces = {}, const std::vector<size_t>& dstPieces = {}) {
@@ -272,6 +297,31 @@ TEST_P(LzssVariant, WritesThePortableStream) {
             ASSERT_EQ(mine, portable) << v.name << " n " << n << " kind " << kind;
         }
 }
+
+// Any bytes are a stream: random ones bring far and zero distances and reads
+// before the start; encoded data brings long literal runs and short offsets.
+class LzssDecodeVariant : public ::testing::TestWithParam<size_t> {};
+
+TEST_P(LzssDecodeVariant, DecodesAsTheFormatReads) {
+    const auto& v = lumdc::lzss::kDecodeVariants[GetParam()];
+    if (!lumtest::hasFeatures(v.features)) GTEST_SKIP() << "processor lacks " << v.name;
+    lumtest::FeatureScope scope(v.features);
+    auto rng = lumtest::makeRng(89);
+    std::vector<Bytes> streams;
+    for (size_t n : {1u, 10u, 3000u, 40000u}) streams.push_back(lumtest::randomBytes(rng, n));
+    for (int kind = 0; kind < 3; ++kind) streams.push_back(encode(makeData(rng, kind, 90000)));
+    for (const Bytes& stream : streams) {
+        const Bytes book = bookDecode(stream);
+        ASSERT_EQ(decode(stream, book.size()), book) << v.name << " stream of " << stream.size();
+        ASSERT_EQ(decode(stream, book.size(), {4099}, {333}), book) << v.name << " stream of " << stream.size();
+        if (stream.size() <= 3000) {
+            ASSERT_EQ(decode(stream, book.size(), {1}, {7}), book) << v.name;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, LzssDecodeVariant, ::testing::Range<size_t>(0, std::size(lumdc::lzss::kDecodeVariants)),
+                         [](const auto& info) { return std::string(lumdc::lzss::kDecodeVariants[info.param].name); });
 
 INSTANTIATE_TEST_SUITE_P(All, LzssVariant, ::testing::Range<size_t>(0, std::size(lumdc::lzss::kEncodeVariants)),
                          [](const auto& info) { return std::string(lumdc::lzss::kEncodeVariants[info.param].name); });
