@@ -9,8 +9,7 @@
 //   copyLiterals(dst, src, n)    reads and writes fewer than n + 32 bytes;
 //   copyShortMatch(dst, d, n)    n <= 32, writes at most 48 bytes; d = 0 leaves
 //                                the destination as it was;
-//   copyMatch(dst, d, n)         d >= 1, writes fewer than n + 32 bytes;
-//   copy32(dst, src)             moves exactly 32 bytes, src at least 32 before dst.
+//   copyMatch(dst, d, n)         d >= 1, writes fewer than n + 32 bytes.
 // A match copy reads only bytes before dst or bytes it has already written, so an
 // offset below the length repeats the pattern, as the formats require.
 //
@@ -59,7 +58,6 @@ struct ExactLzCopies {
 
 struct PortableLzCopies {
     static void copyShortLiterals(uint8_t* dst, const uint8_t* src) { std::memcpy(dst, src, 16); }
-    static void copy32(uint8_t* dst, const uint8_t* src) { std::memcpy(dst, src, 32); }
 
     static void copyLiterals(uint8_t* dst, const uint8_t* src, size_t n) {
         for (size_t i = 0; i < n; i += 16) std::memcpy(dst + i, src + i, 16);

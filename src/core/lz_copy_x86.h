@@ -49,7 +49,6 @@ inline __m128i lzPattern16(__m128i history, size_t d) {
 
 struct VectorLzCopies {
     static void copyShortLiterals(uint8_t* dst, const uint8_t* src) { store16(dst, load16(src)); }
-    static void copy32(uint8_t* dst, const uint8_t* src) { store32(dst, load32(src)); }
 
     static void copyLiterals(uint8_t* dst, const uint8_t* src, size_t n) {
         for (size_t i = 0; i < n; i += 32) store32(dst + i, load32(src + i));
