@@ -43,7 +43,7 @@ void bind(LumLzssState* s) {
     Header& h = *header(s);
     h.hashTables = kHash.t;
     h.head = reinterpret_cast<uint16_t*>(base(s) + kHeadOffset);
-    h.chain = reinterpret_cast<uint32_t*>(base(s) + kChainOffset);
+    h.chain = reinterpret_cast<uint16_t*>(base(s) + kChainOffset);
     h.buffer = h.direction == kDecoder ? base(s) + kHeadOffset : base(s) + kBufferOffset;
 }
 
@@ -101,8 +101,8 @@ LumStatus lumsLZSSGetSize_8u(int32_t* pSize) {
 LumStatus lumsEncodeLZSSInit_8u(LumLzssState* pState) {
     if (pState == nullptr) return lumStatusNullPtr;
     Header& h = start(pState, kEncoder);
-    std::fill(h.head, h.head + 65536, uint16_t(kEmpty));
-    std::fill(h.chain, h.chain + kWindow, kEmpty);
+    std::fill(h.head, h.head + 65536, kEmpty);
+    std::fill(h.chain, h.chain + 2 * kWindow, kEmpty);
     return lumStatusOk;
 }
 

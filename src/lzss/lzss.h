@@ -19,7 +19,7 @@ inline constexpr uint32_t kMaxMatch = 258;
 // input was split into calls.
 inline constexpr uint32_t kLookahead = kMaxMatch + 2;
 inline constexpr uint32_t kBufferBytes = 65536;  // history and look-ahead, encoder
-inline constexpr uint32_t kEmpty = 0xFFFF8000u;  // -32768: never within reach
+inline constexpr uint16_t kEmpty = 0x8000;       // -32768: never within reach
 
 // The caller's record (opaque in lumdc.h): a 64-byte header whose fields depend on
 // the direction, then the encoder's tables and buffer (the decoder uses the first
@@ -27,7 +27,7 @@ inline constexpr uint32_t kEmpty = 0xFFFF8000u;  // -32768: never within reach
 struct Header {
     const uint16_t* hashTables;  // encoder: three 256-entry tables, XORed
     uint16_t* head;              // encoder: low 16 bits of the latest position per hash
-    uint32_t* chain;             // encoder: previous position with the same hash, by position mod 32768
+    uint16_t* chain;             // encoder: two tables by position mod 32768, see enter()
     uint8_t* buffer;             // encoder: history and look-ahead; decoder: the 32 KiB history ring
     uint32_t bits;               // pending bits, right-aligned (the low `bitCount` bits)
     int32_t bitCount;
@@ -42,7 +42,7 @@ static_assert(sizeof(Header) == 64);
 inline constexpr uint32_t kStateBytes = 327744;
 inline constexpr size_t kHeadOffset = sizeof(Header);
 inline constexpr size_t kChainOffset = kHeadOffset + 65536 * sizeof(uint16_t);
-inline constexpr size_t kBufferOffset = kChainOffset + kWindow * sizeof(uint32_t);
+inline constexpr size_t kBufferOffset = kChainOffset + 2 * kWindow * sizeof(uint16_t);
 static_assert(kBufferOffset + kBufferBytes == kStateBytes);
 
 inline constexpr uint32_t kEncoder = 0x4C5A5345, kDecoder = 0x4C5A5344;

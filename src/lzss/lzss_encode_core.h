@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "lzss/lzss.h"
@@ -37,14 +38,99 @@ inline uint32_t hash3(const uint16_t* tables, const uint8_t* p) {
     return tables[p[0]] ^ tables[256 + p[1]] ^ tables[512 + p[2]];
 }
 
-// Enters position p (buffer index i) under its hash and returns the distance to
-// the previous position with that hash (32768 or more when there is none).
-inline uint32_t enter(Header& h, uint32_t i, uint64_t p) {
+// Enters position p (buffer index i) under its hash and returns the previous
+// position with that hash (32768 or more behind when there is none).
+//
+// The chain area holds two tables of 16-bit distances by position mod 32768: how
+// far back the previous position with the same hash lies, and the one before it
+// (saturated at 65535, out of reach like any distance of 32768 or more). With the
+// second, a walk follows two interleaved chains, one load deep per pair of
+// candidates instead of one per candidate. Its entry for p is made from the first
+// table's entry for the previous position, which stays valid for as long as that
+// position is within reach, the only time a walk reads it.
+inline uint32_t enter(Header& h, uint32_t i, uint32_t p) {
     const uint32_t key = hash3(h.hashTables, h.buffer + i);
-    const uint32_t distance = (uint32_t(p) - h.head[key]) & 0xFFFF;
-    h.chain[p % kWindow] = uint32_t(p) - distance;
+    const uint32_t distance = (p - h.head[key]) & 0xFFFF, previous = p - distance;
+    h.chain[kWindow + p % kWindow] = uint16_t(std::min<uint32_t>(distance + h.chain[previous % kWindow], 0xFFFF));
+    h.chain[p % kWindow] = uint16_t(distance);
     h.head[key] = uint16_t(p);
-    return distance;
+    return previous;
+}
+
+inline uint16_t load16(const uint8_t* p) {
+    uint16_t v;
+    std::memcpy(&v, p, 2);
+    return v;
+}
+
+inline uint64_t load64(const uint8_t* p) {
+    uint64_t v;
+    std::memcpy(&v, p, 8);
+    return v;
+}
+
+// Enters position p (buffer index i) and walks its chain: the longest match of
+// at most `limit` bytes among the first 16 candidates within reach, the nearest
+// of equally long ones, as the greedy rule has it (a candidate replaces the best
+// only when strictly longer, so checking the two bytes at the ends of the best
+// first changes nothing but the work). Returns its length with its distance, or
+// 2 or less and distance 0.
+//
+// Checking candidates one after the other branches on data at every step, and
+// on binary data those branches are coin tosses. So the walk first compares
+// 8-byte prefixes, choosing the best without branching; only candidates whose
+// whole prefix agrees go on to the full extension, in walk order.
+template <class Ops>
+uint32_t longestMatch(Header& h, uint32_t i, uint32_t p, uint32_t limit, uint32_t& distance) {
+    const uint8_t* const buf = h.buffer;
+    const uint32_t reach = std::min(i, kWindow - 1);  // candidates stay inside the buffer
+    const bool wide = limit >= 8;                     // else the 8 bytes could run past the record
+    const uint64_t here = wide ? load64(buf + i) : 0;
+    uint32_t best = 2, bestDistance = 0, distances[16], whole = 0;
+    // Takes the k-th candidate; false when it is out of reach, which ends the walk.
+    const auto take = [&](uint32_t k, uint32_t candidate) {
+        const uint32_t d = p - candidate;
+        if (d - 1 >= reach) return false;  // 0 only for a stale head entry
+        const uint8_t* const cand = buf + i - d;
+        uint32_t len = 0;
+        if (wide) {
+            const uint64_t diff = here ^ load64(cand);
+            len = diff == 0 ? 8 : uint32_t(std::countr_zero(diff)) / 8;
+        } else {
+            while (len < limit && cand[len] == buf[i + len]) ++len;
+        }
+        const bool longer = len > best;
+        best = longer ? len : best;
+        bestDistance = longer ? d : bestDistance;
+        distances[k] = d;
+        whole |= uint32_t(len == 8) << k;
+        return true;
+    };
+    const uint16_t* const next = h.chain;
+    const uint16_t* const afterNext = h.chain + kWindow;
+    uint32_t even = enter(h, i, p);
+    uint32_t odd = even - next[even % kWindow];
+    for (uint32_t k = 0; k < 16; k += 2) {
+        if (!take(k, even) || !take(k + 1, odd)) break;
+        even -= afterNext[even % kWindow];
+        odd -= afterNext[odd % kWindow];
+    }
+    if (whole != 0 && limit > 8) {
+        best = 7;  // the first whole prefix wins until a longer match turns up
+        for (; whole != 0; whole &= whole - 1) {
+            const uint32_t d = distances[std::countr_zero(whole)];
+            const uint8_t* const cand = buf + i - d;
+            if (best >= 8 && load16(cand + best - 1) != load16(buf + i + best - 1)) continue;
+            const uint32_t len = 8 + uint32_t(Ops::extend(buf + i + 8, cand + 8, buf + i + limit));
+            if (len > best) {
+                best = len;
+                bestDistance = d;
+                if (best == limit) break;
+            }
+        }
+    }
+    distance = bestDistance;
+    return best;
 }
 
 // Codes items from the cursor while the output takes them: positions with
@@ -67,27 +153,13 @@ Stop codeItems(Header& h, uint8_t*& dst, uint32_t& room, bool final) {
             stop = Stop::NeedInput;
             break;
         }
-        const uint64_t p = h.position + i;
+        const uint32_t p = uint32_t(h.position + i);
         uint32_t best = 2, bestDistance = 0;
-        if (avail >= kMinMatch) {
-            const uint32_t limit = std::min(avail, kMaxMatch);
-            uint32_t d = enter(h, i, p);
-            for (int k = 0; k < 16 && d != 0 && d < kWindow && d <= i; ++k) {
-                const uint8_t* cand = buf + i - d;
-                if (cand[best - 1] == buf[i + best - 1] && cand[best] == buf[i + best]) {
-                    const uint32_t len = uint32_t(Ops::extend(buf + i, cand, buf + i + limit));
-                    if (len > best) {
-                        best = len;
-                        bestDistance = d;
-                        if (best == limit) break;
-                    }
-                }
-                d = uint32_t(p) - h.chain[(p - d) % kWindow];
-            }
-        }
+        if (avail >= kMinMatch) best = longestMatch<Ops>(h, i, p, std::min(avail, kMaxMatch), bestDistance);
         if (bestDistance != 0) {
             out.put(bestDistance << 8 | (best - kMinMatch), 24);
-            for (uint32_t j = i + 1; j < i + best && h.filled - j >= kMinMatch; ++j) enter(h, j, h.position + j);
+            for (uint32_t j = i + 1; j < i + best && h.filled - j >= kMinMatch; ++j)
+                enter(h, j, uint32_t(h.position + j));
             h.cursor = i + best;
         } else {
             out.put(0x100 | buf[i], 9);
