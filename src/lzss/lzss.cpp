@@ -193,11 +193,6 @@ LumStatus lumsDecodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** p
     int32_t count = h.bitCount;
     const uint64_t start = h.position;  // output position of out[0]
 
-    // The byte `distance` back from output position start + at: in this call's
-    // output, or in the ring of earlier calls' last 32 KiB.
-    const auto back = [&](uint32_t at, uint32_t distance) -> uint8_t {
-        return distance <= at ? out[at - distance] : ring[(start + at - distance) % kWindow];
-    };
     const auto fast = lumdc::pickVariant(kDecodeVariants)->fast;
     LumStatus status = lumStatusOk;
     for (;;) {
@@ -216,7 +211,7 @@ LumStatus lumsDecodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** p
             if (d <= made && d >= n) {
                 std::memcpy(out + made, out + made - d, n);
             } else {
-                for (uint32_t k = 0; k < n; ++k) out[made + k] = back(made + k, d);
+                for (uint32_t k = made; k < made + n; ++k) out[k] = historyByte(out, ring, start, k, d);
             }
             made += n;
             h.filled -= n;

@@ -22,6 +22,12 @@ inline constexpr uint64_t kFlagBits = 0x8040201008040000ull;
 inline constexpr uint64_t kByteBits = 0x7FBFDFEFF7FBFC00ull;
 static_assert((kFlagBits & kByteBits) == 0 && std::popcount(kFlagBits) == 6 && std::popcount(kByteBits) == 48);
 
+// The byte `distance` back from output position start + at: in this call's
+// output, or in the ring of earlier calls' last 32 KiB (zeros before the stream).
+inline uint8_t historyByte(const uint8_t* out, const uint8_t* ring, uint64_t start, uint32_t at, uint32_t distance) {
+    return distance <= at ? out[at - distance] : ring[(start + at - distance) % kWindow];
+}
+
 // Literal extraction without bit-gather instructions: the same results, by shifts.
 struct PortableLiterals {
     // How many of the six items at the top of the window are literals in a row.
@@ -84,10 +90,7 @@ void decodeFast(DecodeRun& r) {
         } else {
             // Reaches into the ring of earlier calls; its later bytes may already
             // be this call's.
-            for (uint32_t k = 0; k < length; ++k) {
-                const uint32_t at = made + k;
-                out[at] = d <= at ? out[at - d] : r.ring[(r.start + at - d) % kWindow];
-            }
+            for (uint32_t k = made; k < made + length; ++k) out[k] = historyByte(out, r.ring, r.start, k, d);
         }
         made += length;
     }
