@@ -23,9 +23,9 @@ void threeStreams(uint32_t& c, const uint8_t*& p, size_t& n) {
     for (; n >= 3 * kBlock; n -= 3 * kBlock, p += 3 * kBlock) {
         uint64_t c0 = c, c1 = 0, c2 = 0;
         for (size_t i = 0; i < kBlock; i += 8) {
-            c0 = _mm_crc32_u64(c0, load64(p + i));
-            c1 = _mm_crc32_u64(c1, load64(p + kBlock + i));
-            c2 = _mm_crc32_u64(c2, load64(p + 2 * kBlock + i));
+            c0 = _mm_crc32_u64(c0, read64(p + i));
+            c1 = _mm_crc32_u64(c1, read64(p + kBlock + i));
+            c2 = _mm_crc32_u64(c2, read64(p + 2 * kBlock + i));
         }
         const __m128i a =
             _mm_clmulepi64_si128(_mm_cvtsi64_si128(int64_t(c0)), _mm_cvtsi64_si128(int64_t(kShift2)), 0x00);

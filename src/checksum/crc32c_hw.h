@@ -8,19 +8,15 @@
 #include <cstdint>
 #include <cstring>
 
+#include "core/unaligned.h"
+
 namespace lumdc::crc {
 namespace {
-
-inline uint64_t load64(const uint8_t* p) {
-    uint64_t v;
-    std::memcpy(&v, p, 8);
-    return v;
-}
 
 // Eight bytes per instruction; the instruction's state is our raw state c.
 inline uint32_t crc32cHw(uint32_t c, const uint8_t* p, size_t n) {
     uint64_t c64 = c;
-    for (; n >= 8; n -= 8, p += 8) c64 = _mm_crc32_u64(c64, load64(p));
+    for (; n >= 8; n -= 8, p += 8) c64 = _mm_crc32_u64(c64, read64(p));
     c = uint32_t(c64);
     if (n & 4) {
         uint32_t v;

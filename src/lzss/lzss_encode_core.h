@@ -6,6 +6,7 @@
 #include <bit>
 #include <cstring>
 
+#include "core/unaligned.h"
 #include "lzss/lzss.h"
 
 namespace lumdc::lzss {
@@ -57,18 +58,6 @@ inline uint32_t enter(Header& h, uint32_t i, uint32_t p) {
     return previous;
 }
 
-inline uint16_t load16(const uint8_t* p) {
-    uint16_t v;
-    std::memcpy(&v, p, 2);
-    return v;
-}
-
-inline uint64_t load64(const uint8_t* p) {
-    uint64_t v;
-    std::memcpy(&v, p, 8);
-    return v;
-}
-
 // Enters position p (buffer index i) and walks its chain: the longest match of
 // at most `limit` bytes among the first 16 candidates within reach, the nearest
 // of equally long ones, as the greedy rule has it (a candidate replaces the best
@@ -85,7 +74,7 @@ uint32_t longestMatch(Header& h, uint32_t i, uint32_t p, uint32_t limit, uint32_
     const uint8_t* const buf = h.buffer;
     const uint32_t reach = std::min(i, kWindow - 1);  // candidates stay inside the buffer
     const bool wide = limit >= 8;                     // else the 8 bytes could run past the record
-    const uint64_t here = wide ? load64(buf + i) : 0;
+    const uint64_t here = wide ? read64(buf + i) : 0;
     uint32_t best = 2, bestDistance = 0, distances[16], whole = 0;
     // Takes the k-th candidate; false when it is out of reach, which ends the walk.
     const auto take = [&](uint32_t k, uint32_t candidate) {
@@ -94,7 +83,7 @@ uint32_t longestMatch(Header& h, uint32_t i, uint32_t p, uint32_t limit, uint32_
         const uint8_t* const cand = buf + i - d;
         uint32_t len = 0;
         if (wide) {
-            const uint64_t diff = here ^ load64(cand);
+            const uint64_t diff = here ^ read64(cand);
             len = diff == 0 ? 8 : uint32_t(std::countr_zero(diff)) / 8;
         } else {
             while (len < limit && cand[len] == buf[i + len]) ++len;
@@ -120,7 +109,7 @@ uint32_t longestMatch(Header& h, uint32_t i, uint32_t p, uint32_t limit, uint32_
         for (; whole != 0; whole &= whole - 1) {
             const uint32_t d = distances[std::countr_zero(whole)];
             const uint8_t* const cand = buf + i - d;
-            if (best >= 8 && load16(cand + best - 1) != load16(buf + i + best - 1)) continue;
+            if (best >= 8 && read16(cand + best - 1) != read16(buf + i + best - 1)) continue;
             const uint32_t len = 8 + uint32_t(Ops::extend(buf + i + 8, cand + 8, buf + i + limit));
             if (len > best) {
                 best = len;

@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "core/isa.h"
+#include "core/unaligned.h"
 #include "lumdc.h"
 
 namespace lumdc::zfp {
@@ -103,11 +104,6 @@ static inline uint32_t inverseScaleBits(uint32_t biasedExp) { return (biasedExp 
 
 static inline uint64_t lowBits(uint64_t v, unsigned n) { return n >= 64 ? v : v & ((uint64_t(1) << n) - 1); }
 static inline uint64_t shiftDown(uint64_t v, unsigned n) { return n >= 64 ? 0 : v >> n; }
-static inline uint64_t load64(const uint8_t* p) {
-    uint64_t v;
-    std::memcpy(&v, p, 8);
-    return v;
-}
 
 // Whether a block of at most maxBits bits, and a reader's look-ahead of two words
 // past its last bit, lies inside the buffer from cur: then nothing needs testing.

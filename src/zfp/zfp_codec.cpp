@@ -204,7 +204,7 @@ private:
     bool refill() {
         const int64_t room = bytesBetween(f_.cur, f_.end);
         if (room >= 8) {
-            f_.bitBuffer = load64(f_.cur);
+            f_.bitBuffer = read64(f_.cur);
             f_.cur += 8;
             f_.bitCount = 64;
         } else if (room > 0) {
@@ -242,7 +242,7 @@ bool skipBits(Fields& f, uint64_t n) {
         return bytesBetween(f.cur, f.end) >= 0;
     }
     if (bytesBetween(f.cur, f.end) >= 8) {
-        f.bitBuffer = load64(f.cur) >> s;
+        f.bitBuffer = read64(f.cur) >> s;
         f.cur += 8;
     } else {
         f.bitCount = 0;  // what the loop does not finish stays unread

@@ -47,7 +47,7 @@ public:
         const uint64_t rest = used - count0_, words = (rest + 63) / 64;
         f_.cur += 8 * words;
         f_.bitCount = int32_t(64 * words - rest);
-        f_.bitBuffer = shiftDown(load64(f_.cur - 8), unsigned(64 - f_.bitCount));
+        f_.bitBuffer = shiftDown(read64(f_.cur - 8), unsigned(64 - f_.bitCount));
     }
     FastReader(const FastReader&) = delete;
     FastReader& operator=(const FastReader&) = delete;
@@ -55,16 +55,16 @@ public:
     static bool readable(const Fields& f) {
         if (f.bitCount == 0) return true;
         if (f.bitCount < 0 || f.bitCount > 64 || bytesBetween(f.begin, f.cur) < 8) return false;
-        return f.bitBuffer == shiftDown(load64(f.cur - 8), unsigned(64 - f.bitCount));
+        return f.bitBuffer == shiftDown(read64(f.cur - 8), unsigned(64 - f.bitCount));
     }
 
     // The next 57 bits or more (the bits above are the stream's too, or zero).
-    uint64_t peek() const { return load64(base_ + pos_ / 8) >> (pos_ % 8); }
+    uint64_t peek() const { return read64(base_ + pos_ / 8) >> (pos_ % 8); }
     // The next 64 bits.
     uint64_t peek64() const {
         const uint8_t* p = base_ + pos_ / 8;
         const unsigned shift = unsigned(pos_ % 8);
-        return shift == 0 ? load64(p) : load64(p) >> shift | load64(p + 8) << (64 - shift);
+        return shift == 0 ? read64(p) : read64(p) >> shift | read64(p + 8) << (64 - shift);
     }
     void consume(unsigned n) { pos_ += n; }
 
