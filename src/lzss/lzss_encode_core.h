@@ -26,6 +26,18 @@ struct BitSink {
     }
     // Whole bytes out while there is room; false when bytes are left over.
     bool drain() {
+        if (room >= 8) {
+            // All whole bytes in one store: how many varies item by item, which a
+            // loop would mispredict.
+            const uint64_t top = acc << 1 << (63 - count);  // pending bits at the top
+            const uint32_t n = uint32_t(count) / 8;
+            const uint64_t bytes = __builtin_bswap64(top);
+            std::memcpy(dst, &bytes, 8);
+            dst += n;
+            room -= n;
+            count -= int32_t(8 * n);
+            return true;
+        }
         while (count >= 8 && room > 0) {
             count -= 8;
             *dst++ = uint8_t(acc >> count);
