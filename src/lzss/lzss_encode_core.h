@@ -75,31 +75,45 @@ inline uint32_t enter(Header& h, uint32_t i, uint32_t p) {
 // of equally long ones, as the greedy rule has it (a candidate replaces the best
 // only when strictly longer, so checking the two bytes at the ends of the best
 // first changes nothing but the work). Returns its length with its distance, or
-// 2 or less and distance 0.
-//
-// Checking candidates one after the other branches on data at every step, and
-// on binary data those branches are coin tosses. So the walk first compares
-// 8-byte prefixes, choosing the best without branching; only candidates whose
-// whole prefix agrees go on to the full extension, in walk order.
+// 2 or less and distance 0. This form, byte by byte, serves the last few
+// positions of the data, where fewer than 8 bytes are left.
+inline uint32_t longestShortMatch(Header& h, uint32_t i, uint32_t p, uint32_t limit, uint32_t& distance) {
+    const uint8_t* const buf = h.buffer;
+    const uint32_t reach = std::min(i, kWindow - 1);  // candidates stay inside the buffer
+    uint32_t best = 2, bestDistance = 0, candidate = enter(h, i, p);
+    for (uint32_t k = 0; k < 16; ++k) {
+        const uint32_t d = p - candidate;
+        if (d - 1 >= reach) break;  // 0 only for a stale head entry
+        uint32_t len = 0;
+        while (len < limit && buf[i - d + len] == buf[i + len]) ++len;
+        if (len > best) {
+            best = len;
+            bestDistance = d;
+        }
+        candidate -= h.chain[candidate % kWindow];
+    }
+    distance = bestDistance;
+    return best;
+}
+
+// The same walk with 8 or more bytes to match. Checking candidates one after the
+// other branches on data at every step, and on binary data those branches are
+// coin tosses. So the walk first compares 8-byte prefixes, choosing the best
+// without branching; only candidates whose whole prefix agrees go on to the full
+// extension, in walk order.
 template <class Ops>
 uint32_t longestMatch(Header& h, uint32_t i, uint32_t p, uint32_t limit, uint32_t& distance) {
     const uint8_t* const buf = h.buffer;
-    const uint32_t reach = std::min(i, kWindow - 1);  // candidates stay inside the buffer
-    const bool wide = limit >= 8;                     // else the 8 bytes could run past the record
-    const uint64_t here = wide ? read64(buf + i) : 0;
+    const uint8_t* const here = buf + i;
+    const uint32_t reach = std::min(i, kWindow - 1);
+    const uint64_t prefix = read64(here);
     uint32_t best = 2, bestDistance = 0, distances[16], whole = 0;
     // Takes the k-th candidate; false when it is out of reach, which ends the walk.
     const auto take = [&](uint32_t k, uint32_t candidate) {
         const uint32_t d = p - candidate;
-        if (d - 1 >= reach) return false;  // 0 only for a stale head entry
-        const uint8_t* const cand = buf + i - d;
-        uint32_t len = 0;
-        if (wide) {
-            const uint64_t diff = here ^ read64(cand);
-            len = diff == 0 ? 8 : uint32_t(std::countr_zero(diff)) / 8;
-        } else {
-            while (len < limit && cand[len] == buf[i + len]) ++len;
-        }
+        if (d - 1 >= reach) return false;
+        const uint64_t diff = prefix ^ read64(here - d);
+        const uint32_t len = diff == 0 ? 8 : uint32_t(std::countr_zero(diff)) / 8;
         const bool longer = len > best;
         best = longer ? len : best;
         bestDistance = longer ? d : bestDistance;
@@ -120,9 +134,9 @@ uint32_t longestMatch(Header& h, uint32_t i, uint32_t p, uint32_t limit, uint32_
         best = 7;  // the first whole prefix wins until a longer match turns up
         for (; whole != 0; whole &= whole - 1) {
             const uint32_t d = distances[std::countr_zero(whole)];
-            const uint8_t* const cand = buf + i - d;
-            if (best >= 8 && read16(cand + best - 1) != read16(buf + i + best - 1)) continue;
-            const uint32_t len = 8 + uint32_t(Ops::extend(buf + i + 8, cand + 8, buf + i + limit));
+            const uint8_t* const cand = here - d;
+            if (best >= 8 && read16(cand + best - 1) != read16(here + best - 1)) continue;
+            const uint32_t len = 8 + uint32_t(Ops::extend(here + 8, cand + 8, here + limit));
             if (len > best) {
                 best = len;
                 bestDistance = d;
@@ -156,7 +170,10 @@ Stop codeItems(Header& h, uint8_t*& dst, uint32_t& room, bool final) {
         }
         const uint32_t p = uint32_t(h.position + i);
         uint32_t best = 2, bestDistance = 0;
-        if (avail >= kMinMatch) best = longestMatch<Ops>(h, i, p, std::min(avail, kMaxMatch), bestDistance);
+        if (avail >= 8)
+            best = longestMatch<Ops>(h, i, p, std::min(avail, kMaxMatch), bestDistance);
+        else if (avail >= kMinMatch)
+            best = longestShortMatch(h, i, p, avail, bestDistance);
         if (bestDistance != 0) {
             out.put(bestDistance << 8 | (best - kMinMatch), 24);
             for (uint32_t j = i + 1; j < i + best && h.filled - j >= kMinMatch; ++j)
