@@ -17,8 +17,8 @@ namespace {
 struct BitSink {
     uint64_t acc;
     int32_t count;
-    uint8_t*& dst;
-    uint32_t& room;
+    uint8_t* dst;
+    uint32_t room;
 
     void put(uint32_t value, int n) {
         acc = acc << n | value;
@@ -47,6 +47,15 @@ struct BitSink {
     }
 };
 
+// The record's tables as one call uses them, held apart from the record so they
+// stay in registers across the stores of output bytes (which may alias anything).
+struct Tables {
+    const uint16_t* hashTables;
+    uint16_t* head;
+    uint16_t* chain;
+    const uint8_t* buffer;
+};
+
 inline uint32_t hash3(const uint16_t* tables, const uint8_t* p) {
     return tables[p[0]] ^ tables[256 + p[1]] ^ tables[512 + p[2]];
 }
@@ -61,7 +70,7 @@ inline uint32_t hash3(const uint16_t* tables, const uint8_t* p) {
 // candidates instead of one per candidate. Its entry for p is made from the first
 // table's entry for the previous position, which stays valid for as long as that
 // position is within reach, the only time a walk reads it.
-inline uint32_t enter(Header& h, uint32_t i, uint32_t p) {
+inline uint32_t enter(const Tables& h, uint32_t i, uint32_t p) {
     const uint32_t key = hash3(h.hashTables, h.buffer + i);
     const uint32_t distance = (p - h.head[key]) & 0xFFFF, previous = p - distance;
     h.chain[kWindow + p % kWindow] = uint16_t(std::min<uint32_t>(distance + h.chain[previous % kWindow], 0xFFFF));
@@ -77,7 +86,7 @@ inline uint32_t enter(Header& h, uint32_t i, uint32_t p) {
 // first changes nothing but the work). Returns its length with its distance, or
 // 2 or less and distance 0. This form, byte by byte, serves the last few
 // positions of the data, where fewer than 8 bytes are left.
-inline uint32_t longestShortMatch(Header& h, uint32_t i, uint32_t p, uint32_t limit, uint32_t& distance) {
+inline uint32_t longestShortMatch(const Tables& h, uint32_t i, uint32_t p, uint32_t limit, uint32_t& distance) {
     const uint8_t* const buf = h.buffer;
     const uint32_t reach = std::min(i, kWindow - 1);  // candidates stay inside the buffer
     uint32_t best = 2, bestDistance = 0, candidate = enter(h, i, p);
@@ -102,7 +111,7 @@ inline uint32_t longestShortMatch(Header& h, uint32_t i, uint32_t p, uint32_t li
 // without branching; only candidates whose whole prefix agrees go on to the full
 // extension, in walk order.
 template <class Ops>
-uint32_t longestMatch(Header& h, uint32_t i, uint32_t p, uint32_t limit, uint32_t& distance) {
+uint32_t longestMatch(const Tables& h, uint32_t i, uint32_t p, uint32_t limit, uint32_t& distance) {
     const uint8_t* const buf = h.buffer;
     const uint8_t* const here = buf + i;
     const uint32_t reach = std::min(i, kWindow - 1);
@@ -154,36 +163,41 @@ uint32_t longestMatch(Header& h, uint32_t i, uint32_t p, uint32_t limit, uint32_
 // candidate inside it.
 template <class Ops>
 Stop codeItems(Header& h, uint8_t*& dst, uint32_t& room, bool final) {
+    const Tables t{h.hashTables, h.head, h.chain, h.buffer};
+    const uint32_t filled = h.filled;
+    const uint64_t position = h.position;
     BitSink out{uint64_t(h.overflow) << 32 | h.bits, h.bitCount, dst, room};
     Stop stop = Stop::Done;
-    const uint8_t* const buf = h.buffer;
+    uint32_t i = h.cursor;
     for (;;) {
         if (!out.drain()) {
             stop = Stop::DstFull;
             break;
         }
-        const uint32_t i = h.cursor, avail = h.filled - i;
+        const uint32_t avail = filled - i;
         if (avail == 0) break;
         if (!final && avail < kLookahead) {
             stop = Stop::NeedInput;
             break;
         }
-        const uint32_t p = uint32_t(h.position + i);
+        const uint32_t p = uint32_t(position + i);
         uint32_t best = 2, bestDistance = 0;
         if (avail >= 8)
-            best = longestMatch<Ops>(h, i, p, std::min(avail, kMaxMatch), bestDistance);
+            best = longestMatch<Ops>(t, i, p, std::min(avail, kMaxMatch), bestDistance);
         else if (avail >= kMinMatch)
-            best = longestShortMatch(h, i, p, avail, bestDistance);
+            best = longestShortMatch(t, i, p, avail, bestDistance);
         if (bestDistance != 0) {
             out.put(bestDistance << 8 | (best - kMinMatch), 24);
-            for (uint32_t j = i + 1; j < i + best && h.filled - j >= kMinMatch; ++j)
-                enter(h, j, uint32_t(h.position + j));
-            h.cursor = i + best;
+            for (uint32_t j = i + 1; j < i + best && filled - j >= kMinMatch; ++j) enter(t, j, uint32_t(position + j));
+            i += best;
         } else {
-            out.put(0x100 | buf[i], 9);
-            h.cursor = i + 1;
+            out.put(0x100 | t.buffer[i], 9);
+            ++i;
         }
     }
+    h.cursor = i;
+    dst = out.dst;
+    room = out.room;
     out.acc &= (uint64_t(1) << out.count) - 1;  // drop the bits already written
     h.bits = uint32_t(out.acc);
     h.overflow = uint32_t(out.acc >> 32);
