@@ -15,6 +15,12 @@ inline uint16_t read16(const uint8_t* p) {
     return v;
 }
 
+inline uint32_t read32(const uint8_t* p) {
+    uint32_t v;
+    std::memcpy(&v, p, 4);
+    return v;
+}
+
 inline uint64_t read64(const uint8_t* p) {
     uint64_t v;
     std::memcpy(&v, p, 8);

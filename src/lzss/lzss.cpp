@@ -15,22 +15,25 @@
 namespace lumdc::lzss {
 
 namespace ref {
-const EncodeKernels kEncodeKernels = {codeItems<PortableMatchOps>};
+const EncodeKernels kEncodeKernels = {codeItems<PortableMatchOps, TableHash>};
 const DecodeKernels kDecodeKernels = {decodeFast<PortableLiterals, PortableLzCopies>};
 }  // namespace ref
 
 namespace {
 
-// Three fixed tables spreading the bytes of a 3-byte key over 16 bits: each is a
-// permutation-like mix from a 16-bit LCG, distinct per byte position.
+// Three fixed tables spreading the bytes of a 3-byte key over 16 bits: the top
+// half of one CRC-32C step (reflected, from 0) of the key as a little-endian
+// word, split by byte. The step is linear, so XORing the three gives the step of
+// the whole key, which the vector kernels take from the crc32 instruction.
 constexpr struct HashTables {
     uint16_t t[3 * 256];
     constexpr HashTables() : t{} {
-        uint32_t x = 0x2545F491u;
-        for (auto& v : t) {
-            x = x * 1103515245u + 12345u;
-            v = uint16_t(x >> 15);
-        }
+        for (uint32_t k = 0; k < 3; ++k)
+            for (uint32_t b = 0; b < 256; ++b) {
+                uint32_t c = b << (8 * k);
+                for (int bit = 0; bit < 32; ++bit) c = c >> 1 ^ (0x82F63B78u & (0u - (c & 1)));
+                t[256 * k + b] = uint16_t(c >> 16);
+            }
     }
 } kHash;
 

@@ -22,6 +22,6 @@ struct GatheredLiterals {
 
 }  // namespace
 
-const EncodeKernels kEncodeKernels = {codeItems<Avx2MatchOps>};
+const EncodeKernels kEncodeKernels = {codeItems<Avx2MatchOps, CrcHash>};
 const DecodeKernels kDecodeKernels = {decodeFast<GatheredLiterals, VectorLzCopies>};
 }  // namespace lumdc::lzss::avx2

@@ -4,5 +4,5 @@
 #include "lzss/lzss_encode_core.h"
 
 namespace lumdc::lzss::avx512 {
-const EncodeKernels kEncodeKernels = {codeItems<Avx512MatchOps>};
+const EncodeKernels kEncodeKernels = {codeItems<Avx512MatchOps, CrcHash>};
 }  // namespace lumdc::lzss::avx512

@@ -1,10 +1,14 @@
 // LZSS encoding: the greedy coder over the record's buffer, built once per kernel
-// variant (Ops supplies the match extension).
+// variant (Ops supplies the match extension, Hash the key's hash).
 #pragma once
 
 #include <algorithm>
 #include <bit>
 #include <cstring>
+
+#ifdef __SSE4_2__
+#include <immintrin.h>
+#endif
 
 #include "core/unaligned.h"
 #include "lzss/lzss.h"
@@ -56,9 +60,22 @@ struct Tables {
     const uint8_t* buffer;
 };
 
-inline uint32_t hash3(const uint16_t* tables, const uint8_t* p) {
-    return tables[p[0]] ^ tables[256 + p[1]] ^ tables[512 + p[2]];
-}
+// The hash of the 3-byte key at p, from the record's tables.
+struct TableHash {
+    static uint32_t of(const uint16_t* tables, const uint8_t* p) {
+        return tables[p[0]] ^ tables[256 + p[1]] ^ tables[512 + p[2]];
+    }
+};
+
+#ifdef __SSE4_2__
+// The same hash by instruction: the tables are the top half of one CRC-32C step
+// of the key as a 32-bit word (see lzss.cpp). The word is loaded from the byte
+// before the key, which always lies inside the record, and shifted down, as the
+// byte after the key may lie past its end.
+struct CrcHash {
+    static uint32_t of(const uint16_t*, const uint8_t* p) { return _mm_crc32_u32(0, read32(p - 1) >> 8) >> 16; }
+};
+#endif
 
 // Enters position p (buffer index i) under its hash and returns the previous
 // position with that hash (32768 or more behind when there is none).
@@ -70,8 +87,9 @@ inline uint32_t hash3(const uint16_t* tables, const uint8_t* p) {
 // candidates instead of one per candidate. Its entry for p is made from the first
 // table's entry for the previous position, which stays valid for as long as that
 // position is within reach, the only time a walk reads it.
-inline uint32_t enter(const Tables& h, uint32_t i, uint32_t p) {
-    const uint32_t key = hash3(h.hashTables, h.buffer + i);
+template <class Hash>
+uint32_t enter(const Tables& h, uint32_t i, uint32_t p) {
+    const uint32_t key = Hash::of(h.hashTables, h.buffer + i);
     const uint32_t distance = (p - h.head[key]) & 0xFFFF, previous = p - distance;
     h.chain[kWindow + p % kWindow] = uint16_t(std::min<uint32_t>(distance + h.chain[previous % kWindow], 0xFFFF));
     h.chain[p % kWindow] = uint16_t(distance);
@@ -86,10 +104,11 @@ inline uint32_t enter(const Tables& h, uint32_t i, uint32_t p) {
 // first changes nothing but the work). Returns its length with its distance, or
 // 2 or less and distance 0. This form, byte by byte, serves the last few
 // positions of the data, where fewer than 8 bytes are left.
-inline uint32_t longestShortMatch(const Tables& h, uint32_t i, uint32_t p, uint32_t limit, uint32_t& distance) {
+template <class Hash>
+uint32_t longestShortMatch(const Tables& h, uint32_t i, uint32_t p, uint32_t limit, uint32_t& distance) {
     const uint8_t* const buf = h.buffer;
     const uint32_t reach = std::min(i, kWindow - 1);  // candidates stay inside the buffer
-    uint32_t best = 2, bestDistance = 0, candidate = enter(h, i, p);
+    uint32_t best = 2, bestDistance = 0, candidate = enter<Hash>(h, i, p);
     for (uint32_t k = 0; k < 16; ++k) {
         const uint32_t d = p - candidate;
         if (d - 1 >= reach) break;  // 0 only for a stale head entry
@@ -110,7 +129,7 @@ inline uint32_t longestShortMatch(const Tables& h, uint32_t i, uint32_t p, uint3
 // coin tosses. So the walk first compares 8-byte prefixes, choosing the best
 // without branching; only candidates whose whole prefix agrees go on to the full
 // extension, in walk order.
-template <class Ops>
+template <class Ops, class Hash>
 uint32_t longestMatch(const Tables& h, uint32_t i, uint32_t p, uint32_t limit, uint32_t& distance) {
     const uint8_t* const buf = h.buffer;
     const uint8_t* const here = buf + i;
@@ -132,7 +151,7 @@ uint32_t longestMatch(const Tables& h, uint32_t i, uint32_t p, uint32_t limit, u
     };
     const uint16_t* const next = h.chain;
     const uint16_t* const afterNext = h.chain + kWindow;
-    uint32_t even = enter(h, i, p);
+    uint32_t even = enter<Hash>(h, i, p);
     uint32_t odd = even - next[even % kWindow];
     for (uint32_t k = 0; k < 16; k += 2) {
         if (!take(k, even) || !take(k + 1, odd)) break;
@@ -161,7 +180,7 @@ uint32_t longestMatch(const Tables& h, uint32_t i, uint32_t p, uint32_t limit, u
 // kLookahead bytes ahead, or all of them when `final`. The buffer holds 32 KiB
 // before the cursor (or everything since the start), so d <= i keeps every
 // candidate inside it.
-template <class Ops>
+template <class Ops, class Hash>
 Stop codeItems(Header& h, uint8_t*& dst, uint32_t& room, bool final) {
     const Tables t{h.hashTables, h.head, h.chain, h.buffer};
     const uint32_t filled = h.filled;
@@ -183,12 +202,13 @@ Stop codeItems(Header& h, uint8_t*& dst, uint32_t& room, bool final) {
         const uint32_t p = uint32_t(position + i);
         uint32_t best = 2, bestDistance = 0;
         if (avail >= 8)
-            best = longestMatch<Ops>(t, i, p, std::min(avail, kMaxMatch), bestDistance);
+            best = longestMatch<Ops, Hash>(t, i, p, std::min(avail, kMaxMatch), bestDistance);
         else if (avail >= kMinMatch)
-            best = longestShortMatch(t, i, p, avail, bestDistance);
+            best = longestShortMatch<Hash>(t, i, p, avail, bestDistance);
         if (bestDistance != 0) {
             out.put(bestDistance << 8 | (best - kMinMatch), 24);
-            for (uint32_t j = i + 1; j < i + best && filled - j >= kMinMatch; ++j) enter(t, j, uint32_t(position + j));
+            for (uint32_t j = i + 1; j < i + best && filled - j >= kMinMatch; ++j)
+                enter<Hash>(t, j, uint32_t(position + j));
             i += best;
         } else {
             out.put(0x100 | t.buffer[i], 9);
