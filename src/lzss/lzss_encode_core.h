@@ -97,6 +97,27 @@ uint32_t enter(const Tables& h, uint32_t i, uint32_t p) {
     return previous;
 }
 
+// Positions are entered up to kAhead ahead of the walks, in a loop of their own:
+// the walk at a position then starts from its finished entry instead of waiting
+// on the head and chain loads behind it, and the entering runs without the
+// walks' mispredicted branches in between. Entering q takes over the slot of
+// q - 32768, which a walk from behind q may still reach (it lies less than
+// 32768 back until the cursor passes q); the slot's old entries wait in a side
+// table of kAhead entries by position mod kAhead, for those walks.
+inline constexpr uint32_t kAhead = 32;
+
+struct SideTable {
+    uint16_t next[kAhead];
+    uint16_t afterNext[kAhead];
+};
+
+template <class Hash>
+void enterAhead(const Tables& h, SideTable& side, uint32_t i, uint32_t p) {
+    side.next[p % kAhead] = h.chain[p % kWindow];
+    side.afterNext[p % kAhead] = h.chain[kWindow + p % kWindow];
+    enter<Hash>(h, i, p);
+}
+
 // Enters position p (buffer index i) and walks its chain: the longest match of
 // at most `limit` bytes among the first 16 candidates within reach, the nearest
 // of equally long ones, as the greedy rule has it (a candidate replaces the best
@@ -129,8 +150,12 @@ uint32_t longestShortMatch(const Tables& h, uint32_t i, uint32_t p, uint32_t lim
 // coin tosses. So the walk first compares 8-byte prefixes, choosing the best
 // without branching; only candidates whose whole prefix agrees go on to the full
 // extension, in walk order.
-template <class Ops, class Hash>
-uint32_t longestMatch(const Tables& h, uint32_t i, uint32_t p, uint32_t limit, uint32_t& distance) {
+// Ahead: p and the positions up to `edge` short of 32768 behind it are entered
+// already (see kAhead), the candidates further back than `edge` have their
+// entries in `side`. Else p is entered here.
+template <class Ops, class Hash, bool Ahead>
+uint32_t longestMatch(const Tables& h, const SideTable& side, uint32_t edge, uint32_t i, uint32_t p, uint32_t limit,
+                      uint32_t& distance) {
     const uint8_t* const buf = h.buffer;
     const uint8_t* const here = buf + i;
     const uint32_t reach = std::min(i, kWindow - 1);
@@ -151,12 +176,24 @@ uint32_t longestMatch(const Tables& h, uint32_t i, uint32_t p, uint32_t limit, u
     };
     const uint16_t* const next = h.chain;
     const uint16_t* const afterNext = h.chain + kWindow;
-    uint32_t even = enter<Hash>(h, i, p);
-    uint32_t odd = even - next[even % kWindow];
+    // The distance from a candidate within reach to the one two links on.
+    const auto skip = [&](uint32_t candidate) -> uint32_t {
+        if (Ahead && p - candidate > edge) [[unlikely]]
+            return side.afterNext[candidate % kAhead];
+        return afterNext[candidate % kWindow];
+    };
+    uint32_t even, odd;
+    if (Ahead) {
+        even = p - next[p % kWindow];
+        odd = p - afterNext[p % kWindow];
+    } else {
+        even = enter<Hash>(h, i, p);
+        odd = even - next[even % kWindow];
+    }
     for (uint32_t k = 0; k < 16; k += 2) {
         if (!take(k, even) || !take(k + 1, odd)) break;
-        even -= afterNext[even % kWindow];
-        odd -= afterNext[odd % kWindow];
+        even -= skip(even);
+        odd -= skip(odd);
     }
     if (whole != 0 && limit > 8) {
         best = 7;  // the first whole prefix wins until a longer match turns up
@@ -188,6 +225,13 @@ Stop codeItems(Header& h, uint8_t*& dst, uint32_t& room, bool final) {
     BitSink out{uint64_t(h.overflow) << 32 | h.bits, h.bitCount, dst, room};
     Stop stop = Stop::Done;
     uint32_t i = h.cursor;
+    // Positions with kLookahead bytes ahead are coded in this call whatever comes
+    // (the output permitting), so they may be entered ahead; entered positions
+    // are always coded before the call returns, so the side table need not last.
+    const uint32_t aheadEnd = filled >= kLookahead ? filled - kLookahead + 1 : 0;
+    constexpr uint32_t kAheadRoom = 3 * kAhead + 16;  // kAhead items and the pending bits
+    uint32_t entered = i;                             // positions before it are entered
+    SideTable side;
     for (;;) {
         if (!out.drain()) {
             stop = Stop::DstFull;
@@ -201,8 +245,26 @@ Stop codeItems(Header& h, uint8_t*& dst, uint32_t& room, bool final) {
         }
         const uint32_t p = uint32_t(position + i);
         uint32_t best = 2, bestDistance = 0;
+        if (i < entered || (i < aheadEnd && out.room >= kAheadRoom)) {
+            if (entered <= i) {
+                entered = i;
+                for (const uint32_t end = std::min(aheadEnd, i + kAhead); entered < end; ++entered)
+                    enterAhead<Hash>(t, side, entered, uint32_t(position + entered));
+            }
+            best = longestMatch<Ops, Hash, true>(t, side, kWindow - (entered - i), i, p, std::min(avail, kMaxMatch),
+                                                 bestDistance);
+            if (bestDistance != 0) {
+                out.put(bestDistance << 8 | (best - kMinMatch), 24);
+                i += best;
+                for (; entered < i; ++entered) enter<Hash>(t, entered, uint32_t(position + entered));
+            } else {
+                out.put(0x100 | t.buffer[i], 9);
+                ++i;
+            }
+            continue;
+        }
         if (avail >= 8)
-            best = longestMatch<Ops, Hash>(t, i, p, std::min(avail, kMaxMatch), bestDistance);
+            best = longestMatch<Ops, Hash, false>(t, side, kWindow, i, p, std::min(avail, kMaxMatch), bestDistance);
         else if (avail >= kMinMatch)
             best = longestShortMatch<Hash>(t, i, p, avail, bestDistance);
         if (bestDistance != 0) {

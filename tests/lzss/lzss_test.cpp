@@ -1,4 +1,5 @@
 // LZSS: statuses, a by-the-book parser that checks every item the encoder writes,
+// a by-the-book encoder that the library's streams must equal bit for bit,
 // hand-made streams, round trips whole and cut into pieces in both directions,
 // and every encoder variant against the portable one.
 
@@ -156,6 +157,63 @@ Bytes decode(const Bytes& stream, size_t expect, const std::vector<size_t>& srcP
     return out;
 }
 
+// The greedy coder as plainly as it can be written: 32-bit positions in the head
+// and chain tables, one candidate at a time with the two-byte check at the ends
+// of the best match. The hash is the library's: the top half of one CRC-32C step
+// (reflected, from 0) of the key as a little-endian word.
+Bytes bookEncode(const Bytes& in) {
+    const auto hash = [&](size_t i) {
+        uint32_t c = uint32_t(in[i] | in[i + 1] << 8 | in[i + 2] << 16);
+        for (int bit = 0; bit < 32; ++bit) c = c >> 1 ^ (0x82F63B78u & (0u - (c & 1)));
+        return c >> 16;
+    };
+    std::vector<int64_t> head(65536, -32768), chain(32768, -32768);
+    const auto enter = [&](size_t i) {
+        const uint32_t key = hash(i);
+        chain[i % 32768] = head[key];
+        head[key] = int64_t(i);
+    };
+    Bytes out;
+    uint64_t acc = 0;
+    int count = 0;
+    const auto put = [&](uint32_t value, int n) {
+        acc = acc << n | value;
+        for (count += n; count >= 8; count -= 8) out.push_back(uint8_t(acc >> (count - 8)));
+    };
+    const size_t n = in.size();
+    for (size_t i = 0; i < n;) {
+        size_t best = 2, distance = 0;
+        if (n - i >= 3) {
+            const size_t limit = std::min<size_t>(258, n - i);
+            int64_t candidate = head[hash(i)];
+            enter(i);
+            for (int k = 0; k < 16 && int64_t(i) - candidate < 32768; ++k) {
+                const size_t c = size_t(candidate);
+                if (in[c + best - 1] == in[i + best - 1] && in[c + best] == in[i + best]) {
+                    size_t len = 0;
+                    while (len < limit && in[c + len] == in[i + len]) ++len;
+                    if (len > best) {
+                        best = len;
+                        distance = i - c;
+                        if (best == limit) break;
+                    }
+                }
+                candidate = chain[c % 32768];
+            }
+        }
+        if (distance != 0) {
+            put(uint32_t(distance << 8 | (best - 3)), 24);
+            for (size_t j = i + 1; j < i + best && n - j >= 3; ++j) enter(j);
+            i += best;
+        } else {
+            put(0x100 | in[i], 9);
+            ++i;
+        }
+    }
+    if (count > 0) out.push_back(uint8_t(acc << (8 - count)));
+    return out;
+}
+
 Bytes makeData(std::mt19937_64& rng, int kind, size_t n) {
     return kind == 0   ? lumtest::randomBytes(rng, n)
            : kind == 1 ? lumtest::textLike(rng, n)
@@ -237,6 +295,33 @@ TEST(LzssFormat, LimitsOfLengthAndDistance) {
         ASSERT_TRUE(q.error.empty()) << q.error;
         EXPECT_EQ(q.out, data);
         EXPECT_EQ(q.longest == 258, gap == 32767) << gap;
+    }
+}
+
+TEST(LzssFormat, StreamsEqualTheByTheBookEncoder) {
+    auto rng = lumtest::makeRng(84);
+    for (size_t n : {1u, 2u, 3u, 9u, 300u, 5000u, 70000u, 300000u})
+        for (int kind = 0; kind < 3; ++kind) {
+            const Bytes data = makeData(rng, kind, n);
+            ASSERT_EQ(encode(data), bookEncode(data)) << "n " << n << " kind " << kind;
+        }
+    // Candidates at the far edge of the window, several within a few bytes: the
+    // three copies of the key lie 32747, 32755 and 32767 back, the last one the
+    // longest. Around them, short repeats of other keys.
+    for (size_t shift = 0; shift < 40; shift += 3) {
+        Bytes data = lumtest::randomBytes(rng, 70000);
+        for (size_t k = 0; k < data.size(); ++k) data[k] &= 0x3F;
+        const size_t a = 1000 + shift, w = a + 32767;
+        const Bytes key = {0xC1, 0xC2, 0xC3, 0xC4, 0xC5, 0xC6, 0xC7, 0xC8, 0xC9, 0xCA};
+        std::copy(key.begin(), key.end(), data.begin() + ptrdiff_t(w));
+        std::copy(key.begin(), key.end(), data.begin() + ptrdiff_t(a));
+        for (size_t copy : {a + 12, a + 20}) std::copy(key.begin(), key.begin() + 4, data.begin() + ptrdiff_t(copy));
+        ASSERT_EQ(encode(data), bookEncode(data)) << shift;
+        ASSERT_EQ(encode(data, {}, {7, 1, 300}), bookEncode(data)) << shift;
+    }
+    for (const auto& file : lumtest::corpusFiles()) {
+        const Bytes data = lumtest::readFile(file, 1 << 20);
+        ASSERT_EQ(encode(data), bookEncode(data)) << file;
     }
 }
 
