@@ -102,18 +102,18 @@ uint32_t enter(const Tables& h, uint32_t i, uint32_t p) {
 // on the head and chain loads behind it, and the entering runs without the
 // walks' mispredicted branches in between. Entering q takes over the slot of
 // q - 32768, which a walk from behind q may still reach (it lies less than
-// 32768 back until the cursor passes q); the slot's old entries wait in a side
-// table of kAhead entries by position mod kAhead, for those walks.
+// 32768 back until the cursor passes q). Walks read a candidate's second-table
+// entry only (the first is read for the position being entered, whose slot is
+// never taken over yet), so that is what a side table keeps, by position mod
+// kAhead, for those walks.
 inline constexpr uint32_t kAhead = 32;
 
 struct SideTable {
-    uint16_t next[kAhead];
     uint16_t afterNext[kAhead];
 };
 
 template <class Hash>
 void enterAhead(const Tables& h, SideTable& side, uint32_t i, uint32_t p) {
-    side.next[p % kAhead] = h.chain[p % kWindow];
     side.afterNext[p % kAhead] = h.chain[kWindow + p % kWindow];
     enter<Hash>(h, i, p);
 }
@@ -150,9 +150,10 @@ uint32_t longestShortMatch(const Tables& h, uint32_t i, uint32_t p, uint32_t lim
 // coin tosses. So the walk first compares 8-byte prefixes, choosing the best
 // without branching; only candidates whose whole prefix agrees go on to the full
 // extension, in walk order.
-// Ahead: p and the positions up to `edge` short of 32768 behind it are entered
-// already (see kAhead), the candidates further back than `edge` have their
-// entries in `side`. Else p is entered here.
+//
+// Ahead: p is entered already, and so are the positions up to kAhead after it;
+// candidates more than `edge` back lost their slots to those, and their second
+// links are in `side`. Otherwise p is entered here.
 template <class Ops, class Hash, bool Ahead>
 uint32_t longestMatch(const Tables& h, const SideTable& side, uint32_t edge, uint32_t i, uint32_t p, uint32_t limit,
                       uint32_t& distance) {
