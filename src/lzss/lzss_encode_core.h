@@ -244,35 +244,27 @@ Stop codeItems(Header& h, uint8_t*& dst, uint32_t& room, bool final) {
             stop = Stop::NeedInput;
             break;
         }
-        const uint32_t p = uint32_t(position + i);
+        const uint32_t p = uint32_t(position + i), limit = std::min(avail, kMaxMatch);
         uint32_t best = 2, bestDistance = 0;
         if (i < entered || (i < aheadEnd && out.room >= kAheadRoom)) {
-            if (entered <= i) {
-                entered = i;
+            if (entered <= i)  // a batch, once the last one is used up
                 for (const uint32_t end = std::min(aheadEnd, i + kAhead); entered < end; ++entered)
                     enterAhead<Hash>(t, side, entered, uint32_t(position + entered));
-            }
-            best = longestMatch<Ops, Hash, true>(t, side, kWindow - (entered - i), i, p, std::min(avail, kMaxMatch),
-                                                 bestDistance);
-            if (bestDistance != 0) {
-                out.put(bestDistance << 8 | (best - kMinMatch), 24);
-                i += best;
-                for (; entered < i; ++entered) enter<Hash>(t, entered, uint32_t(position + entered));
-            } else {
-                out.put(0x100 | t.buffer[i], 9);
-                ++i;
-            }
-            continue;
+            best = longestMatch<Ops, Hash, true>(t, side, kWindow - (entered - i), i, p, limit, bestDistance);
+        } else {
+            // Near the end of the data or of the output: one position at a time.
+            if (avail >= 8)
+                best = longestMatch<Ops, Hash, false>(t, side, kWindow, i, p, limit, bestDistance);
+            else if (avail >= kMinMatch)
+                best = longestShortMatch<Hash>(t, i, p, avail, bestDistance);
+            entered = i + 1;
         }
-        if (avail >= 8)
-            best = longestMatch<Ops, Hash, false>(t, side, kWindow, i, p, std::min(avail, kMaxMatch), bestDistance);
-        else if (avail >= kMinMatch)
-            best = longestShortMatch<Hash>(t, i, p, avail, bestDistance);
         if (bestDistance != 0) {
             out.put(bestDistance << 8 | (best - kMinMatch), 24);
-            for (uint32_t j = i + 1; j < i + best && filled - j >= kMinMatch; ++j)
-                enter<Hash>(t, j, uint32_t(position + j));
             i += best;
+            // The positions the match covers, those with three bytes left.
+            for (; entered < i && filled - entered >= kMinMatch; ++entered)
+                enter<Hash>(t, entered, uint32_t(position + entered));
         } else {
             out.put(0x100 | t.buffer[i], 9);
             ++i;
