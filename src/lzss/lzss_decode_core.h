@@ -66,23 +66,50 @@ void decodeFast(DecodeRun& r) {
         src += (63 - valid) >> 3;
         valid |= 56;
     };
+    // Whether matches are often preceded by a single literal, judged over the
+    // last kJudged steps: then that literal is taken without a branch.
+    constexpr uint32_t kJudged = 1024;
+    bool mixed = false;
+    uint32_t singles = 0, steps = kJudged;
     while (src <= srcStop && made <= madeStop) {
-        refill();
-        if (int64_t(window) < 0) {
-            const uint32_t n = Literals::leadingLiterals(window);
-            const uint64_t bytes = Literals::literalBytes(window);
-            std::memcpy(out + made, &bytes, 8);
-            made += n;
-            window <<= 9 * n;
-            valid -= 9 * n;
-            // A short run is known to end in a match: going straight to it spares
-            // the item-type branch, which mixed data mispredicts.
-            if (n == kLiteralsPerWindow) continue;
-            refill();
+        if (--steps == 0) {
+            mixed = singles > kJudged / 8;
+            singles = 0;
+            steps = kJudged;
         }
-        const uint32_t item = uint32_t(window >> 40);
-        window <<= 24;
-        valid -= 24;
+        refill();
+        uint32_t item;
+        if (mixed && int64_t(window & window << 9) >= 0) {
+            // A match, or one literal and a match, taken by arithmetic: on binary
+            // data a match is as often preceded by a single literal as not, and a
+            // branch on which is mispredicted. (Before a match, the literal's
+            // byte is scratch that the match covers.) On text the branch below
+            // predicts well and keeps the window's chain of dependences short.
+            const uint32_t single = uint32_t(window >> 63), bits = 24 + 9 * single;
+            out[made] = uint8_t(window >> 55);
+            made += single;
+            singles += single;
+            item = uint32_t(window >> (64 - bits)) & 0xFFFFFF;
+            window <<= bits;
+            valid -= bits;
+        } else {
+            if (int64_t(window) < 0) {
+                const uint32_t n = Literals::leadingLiterals(window);
+                const uint64_t bytes = Literals::literalBytes(window);
+                std::memcpy(out + made, &bytes, 8);
+                made += n;
+                window <<= 9 * n;
+                valid -= 9 * n;
+                singles += n == 1;
+                // A short run is known to end in a match: going straight to it
+                // spares the item-type branch.
+                if (n == kLiteralsPerWindow) continue;
+                refill();
+            }
+            item = uint32_t(window >> 40);
+            window <<= 24;
+            valid -= 24;
+        }
         const uint32_t d = item >> 8 != 0 ? item >> 8 : kWindow;
         const uint32_t length = (item & 0xFF) + kMinMatch;
         if (d <= made) {

@@ -139,6 +139,10 @@ Bytes decode(const Bytes& stream, size_t expect, const std::vector<size_t>& srcP
         const uint8_t* before = src;
         while (len > 0) {
             const size_t space = size_t(out.data() + out.size() - dst);
+            if (space == 0) {  // a decoder fault, which must fail rather than spin
+                ADD_FAILURE() << "more output than was encoded";
+                return out;
+            }
             int32_t room = int32_t(dstPieces.empty() ? space : std::min(space, dstPieces[di++ % dstPieces.size()]));
             const LumStatus st = lumsDecodeLZSS_8u(&src, &len, &dst, &room, r.get());
             EXPECT_TRUE(st == lumStatusOk || st == lumStatusDstFull) << st;
@@ -149,7 +153,7 @@ Bytes decode(const Bytes& stream, size_t expect, const std::vector<size_t>& srcP
         srcLeft -= size_t(src - before);
     }
     // The rest of a match cut by a full output comes with an empty source.
-    for (LumStatus st = lumStatusDstFull; st == lumStatusDstFull;) {
+    for (LumStatus st = lumStatusDstFull; st == lumStatusDstFull && dst < out.data() + out.size();) {
         int32_t len = 0, room = int32_t(dstPieces.empty() ? out.data() + out.size() - dst : 1);
         st = lumsDecodeLZSS_8u(&src, &len, &dst, &room, r.get());
     }
