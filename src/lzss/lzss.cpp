@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "core/crc32c_hash.h"
 #include "core/lz_copy.h"
 #include "core/lz_match.h"
 #include "lumdc.h"
@@ -28,12 +29,10 @@ namespace {
 constexpr struct HashTables {
     uint16_t t[3 * 256];
     constexpr HashTables() : t{} {
+        // Byte k of the word is followed by 3 - k more bytes of the step.
+        const Crc32cWordTables crc = makeCrc32cWordTables();
         for (uint32_t k = 0; k < 3; ++k)
-            for (uint32_t b = 0; b < 256; ++b) {
-                uint32_t c = b << (8 * k);
-                for (int bit = 0; bit < 32; ++bit) c = c >> 1 ^ (0x82F63B78u & (0u - (c & 1)));
-                t[256 * k + b] = uint16_t(c >> 16);
-            }
+            for (uint32_t b = 0; b < 256; ++b) t[256 * k + b] = uint16_t(crc.t[3 - k][b] >> 16);
     }
 } kHash;
 

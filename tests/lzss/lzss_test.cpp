@@ -32,30 +32,38 @@ struct Parsed {
     size_t matches = 0;
     uint32_t longest = 0;
 };
+// The stream's bits, most significant first.
+struct BitReader {
+    const Bytes& stream;
+    size_t at = 0;
+
+    size_t left() const { return stream.size() * 8 - at; }
+    uint32_t next() const { return (stream[at / 8] >> (7 - at % 8)) & 1; }
+    uint32_t take(int n) {
+        uint32_t v = 0;
+        for (int i = 0; i < n; ++i, ++at) v = v << 1 | next();
+        return v;
+    }
+};
+
 Parsed parse(const Bytes& stream) {
     Parsed r;
-    const size_t bits = stream.size() * 8;
-    size_t at = 0;
-    const auto take = [&](int n) {
-        uint32_t v = 0;
-        for (int i = 0; i < n; ++i, ++at) v = v << 1 | ((stream[at / 8] >> (7 - at % 8)) & 1);
-        return v;
-    };
-    while (at < bits) {
-        const size_t left = bits - at;
+    BitReader in{stream};
+    while (in.left() > 0) {
+        const size_t left = in.left();
         if (left < 9) {
-            if (take(int(left)) != 0) r.error = "nonzero padding";
+            if (in.take(int(left)) != 0) r.error = "nonzero padding";
             break;
         }
-        if (take(1) == 1) {
-            r.out.push_back(uint8_t(take(8)));
+        if (in.take(1) == 1) {
+            r.out.push_back(uint8_t(in.take(8)));
             continue;
         }
         if (left < 24) {
-            if (take(int(left - 1)) != 0) r.error = "nonzero padding";
+            if (in.take(int(left - 1)) != 0) r.error = "nonzero padding";
             break;
         }
-        const uint32_t d = take(15), len = take(8) + 3;
+        const uint32_t d = in.take(15), len = in.take(8) + 3;
         if (d == 0 || d > r.out.size()) {
             r.error = "distance " + std::to_string(d) + " at " + std::to_string(r.out.size());
             break;
@@ -71,22 +79,16 @@ Parsed parse(const Bytes& stream) {
 // before the start of the output are zeros, a cut last item is dropped.
 Bytes bookDecode(const Bytes& stream) {
     Bytes out;
-    const size_t bits = stream.size() * 8;
-    size_t at = 0;
-    const auto take = [&](int n) {
-        uint32_t v = 0;
-        for (int i = 0; i < n; ++i, ++at) v = v << 1 | ((stream[at / 8] >> (7 - at % 8)) & 1);
-        return v;
-    };
-    while (bits - at >= 9) {
-        if ((stream[at / 8] >> (7 - at % 8) & 1) != 0) {
-            take(1);
-            out.push_back(uint8_t(take(8)));
+    BitReader in{stream};
+    while (in.left() >= 9) {
+        if (in.next() != 0) {
+            in.take(1);
+            out.push_back(uint8_t(in.take(8)));
             continue;
         }
-        if (bits - at < 24) break;
-        take(1);
-        const uint32_t d = take(15), len = take(8) + 3, distance = d == 0 ? 32768 : d;
+        if (in.left() < 24) break;
+        in.take(1);
+        const uint32_t d = in.take(15), len = in.take(8) + 3, distance = d == 0 ? 32768 : d;
         for (uint32_t k = 0; k < len; ++k) out.push_back(out.size() >= distance ? out[out.size() - distance] : 0);
     }
     return out;
