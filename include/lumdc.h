@@ -139,7 +139,8 @@ LUMDC_API LumStatus lumsEncodeLZ4Safe_8u(const uint8_t* pSrc, int32_t* pSrcLen, 
                                          uint8_t* pHashTable);
 
 /* As lumsEncodeLZ4_8u, probing fewer positions: rounds of four probes accel bytes
- * apart, the step growing with the misses. accel >= 1 (1 is the plain density);
+ * apart, the average spacing growing by one every 64 misses (as the plain search's
+ * step does at accel 1). accel >= 1 (1 is the plain density);
  * -16 below 1. At the same accel it probes more sparsely than liblz4 (which takes
  * the first positions after a match one by one), so it runs faster and compresses
  * less: compare settings by size and speed, not by number. */

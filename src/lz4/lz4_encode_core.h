@@ -75,7 +75,13 @@ EncodeResult encodeBlock(const EncodeJob& job) {
         if constexpr (L::kDict) {
             if (c >= pos || pos - c > kMaxOffset) return false;
         } else if constexpr (sizeof(Slot) > 2) {
-            if (pos - c > kMaxOffset) return false;
+            // Any entry is safe to read, so reach and bytes are tested together:
+            // whether an entry is still in reach is a coin toss where the search
+            // skips, and one branch costs less than two.
+            const uint8_t* const q = src + c;
+            if (!((pos - c <= kMaxOffset) & (load32le(q) == word))) return false;
+            s = {q, pos - c, false};
+            return true;
         }
         const uint8_t* q;
         bool inDict = false;
@@ -128,7 +134,8 @@ EncodeResult encodeBlock(const EncodeJob& job) {
             Search s;
             if constexpr (L::kFast) {
                 // Rounds of four probes accel bytes apart, then a step that grows
-                // by one every 64 probes, as in the plain search at accel 1.
+                // by one every four rounds: the spacing per probe grows by one
+                // every 64 probes, as the plain search's step does at accel 1.
                 const size_t a = size_t(job.accel);
                 size_t counter = 64 * a;
                 for (;;) {
@@ -150,7 +157,7 @@ EncodeResult encodeBlock(const EncodeJob& job) {
                         break;
                     }
                     p = q + (counter >> 6);
-                    counter += 4;
+                    counter += 16;
                 }
             } else {
                 size_t counter = 64;
