@@ -33,6 +33,13 @@ struct Avx2MatchOps {
         return size_t(a - start);
     }
 
+    static size_t equalPrefix32(const uint8_t* a, const uint8_t* b) {
+        const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(a));
+        const __m256i y = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b));
+        const uint32_t equal = uint32_t(_mm256_movemask_epi8(_mm256_cmpeq_epi8(x, y)));
+        return size_t(_tzcnt_u64(~uint64_t(equal)));
+    }
+
     static void copy64(uint8_t* dst, const uint8_t* src) {
         const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
         const __m256i y = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + 32));

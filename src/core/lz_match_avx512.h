@@ -34,6 +34,12 @@ struct Avx512MatchOps {
         return size_t(a - start);
     }
 
+    static size_t equalPrefix32(const uint8_t* a, const uint8_t* b) {
+        const uint32_t differ = _mm256_cmpneq_epu8_mask(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(a)),
+                                                        _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b)));
+        return size_t(_tzcnt_u64(uint64_t(differ) | (uint64_t(1) << 32)));
+    }
+
     static void copy64(uint8_t* dst, const uint8_t* src) {
         const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
         const __m256i y = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + 32));

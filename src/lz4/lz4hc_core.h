@@ -22,6 +22,7 @@
 // Internal linkage: each variant includes this once.
 #pragma once
 
+#include <bit>
 #include <cstring>
 
 #include "core/crc32c_hash.h"
@@ -144,30 +145,45 @@ public:
         const uint32_t pos = uint32_t(s - base_);
         enterUpTo(pos);
         const uint32_t lowest = pos > kMaxOffset ? pos - uint32_t(kMaxOffset) : 0;
-        const uint32_t word = load32le(s);
-        HcMatch best{0, 0};
-        size_t bestLen = minLen;
+        // Every candidate is judged in full and the best kept without a branch
+        // on the outcome: which candidate wins is unpredictable, and a
+        // mispredicted guess would also throw away the chain steps already
+        // taken ahead, the loads this walk waits on. Only matches running past
+        // 32 bytes forward or 8 backward take a branch to go on.
+        size_t bestLen = minLen, bestOffset = 0, bestBack = 0;
+        const bool wide = s + 32 <= limit;
         for (uint32_t c1 = head_[hashOf(s)]; c1 != 0 && attempts > 0; --attempts) {
             const uint32_t c = c1 - 1;
             if (c < lowest) break;
             const uint8_t* q = base_ + c;
-            if (load32le(q) == word) {
-                const size_t forward = kMinMatch + Ops::extend(s + kMinMatch, q + kMinMatch, limit);
-                const size_t backRoom = size_t(s - low) < size_t(q - base_) ? size_t(s - low) : size_t(q - base_);
-                if (forward + backRoom <= bestLen) {  // even a full backward extension would not win
-                    c1 = before(c);
-                    continue;
-                }
-                const size_t back = backwardEqual(s, q, backRoom);
-                if (forward + back > bestLen) {
-                    bestLen = forward + back;
-                    best = {bestLen, size_t(pos - c)};
-                    start = s - back;
-                }
-            }
             c1 = before(c);
+            size_t forward;
+            if (wide) {
+                forward = Ops::equalPrefix32(s, q);
+                if (forward == 32) forward += Ops::extend(s + 32, q + 32, limit);
+            } else {
+                forward = Ops::extend(s, q, limit);
+            }
+            const size_t backRoom = size_t(s - low) < size_t(q - base_) ? size_t(s - low) : size_t(q - base_);
+            size_t back;
+            if (backRoom >= 8) {
+                uint64_t x, y;
+                std::memcpy(&x, s - 8, 8);
+                std::memcpy(&y, q - 8, 8);
+                back = size_t(std::countl_zero(x ^ y) / 8);
+                if (back == 8) back += backwardEqual(s - 8, q - 8, backRoom - 8);
+            } else {
+                back = backwardEqual(s, q, backRoom);
+            }
+            const size_t total = forward + back;
+            const bool better = (forward >= kMinMatch) & (total > bestLen);
+            bestLen = better ? total : bestLen;
+            bestOffset = better ? size_t(pos - c) : bestOffset;
+            bestBack = better ? back : bestBack;
         }
-        return best;
+        if (bestOffset == 0) return {0, 0};
+        start = s - bestBack;
+        return {bestLen, bestOffset};
     }
 
     const uint8_t* windowStart() const { return base_; }
