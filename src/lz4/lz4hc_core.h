@@ -22,7 +22,6 @@
 // Internal linkage: each variant includes this once.
 #pragma once
 
-#include <bit>
 #include <cstring>
 
 #include "core/crc32c_hash.h"
@@ -148,8 +147,9 @@ public:
         // Every candidate is judged in full and the best kept without a branch
         // on the outcome: which candidate wins is unpredictable, and a
         // mispredicted guess would also throw away the chain steps already
-        // taken ahead, the loads this walk waits on. Only matches running past
-        // 32 bytes forward or 8 backward take a branch to go on.
+        // taken ahead, the loads this walk waits on. Only long extensions (past
+        // 32 bytes forward or 8 backward) and backward steps with fewer than 8
+        // bytes of room branch on the data.
         size_t bestLen = minLen, bestOffset = 0, bestBack = 0;
         const bool wide = s + 32 <= limit;
         for (uint32_t c1 = head_[hashOf(s)]; c1 != 0 && attempts > 0; --attempts) {
@@ -165,16 +165,7 @@ public:
                 forward = Ops::extend(s, q, limit);
             }
             const size_t backRoom = size_t(s - low) < size_t(q - base_) ? size_t(s - low) : size_t(q - base_);
-            size_t back;
-            if (backRoom >= 8) {
-                uint64_t x, y;
-                std::memcpy(&x, s - 8, 8);
-                std::memcpy(&y, q - 8, 8);
-                back = size_t(std::countl_zero(x ^ y) / 8);
-                if (back == 8) back += backwardEqual(s - 8, q - 8, backRoom - 8);
-            } else {
-                back = backwardEqual(s, q, backRoom);
-            }
+            const size_t back = backwardEqual(s, q, backRoom);
             const size_t total = forward + back;
             const bool better = (forward >= kMinMatch) & (total > bestLen);
             bestLen = better ? total : bestLen;
