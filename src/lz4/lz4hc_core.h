@@ -100,7 +100,8 @@ public:
         const size_t runLeft = run ? kMinMatch + Ops::extend(p + kMinMatch, p, limit) : 0;
 
         uint32_t c1 = head_[hashOf(p)];
-        uint32_t follow = 0;  // the offset inside the match whose chain we walk
+        while (c1 > pos) c1 = before(c1 - 1);  // entered ahead of p (a search resumed behind them)
+        uint32_t follow = 0;                   // the offset inside the match whose chain we walk
         while (c1 > follow && attempts-- > 0) {
             const uint32_t c = c1 - 1 - follow;
             if (c < lowest) break;
@@ -152,7 +153,9 @@ public:
         // bytes of room branch on the data.
         size_t bestLen = minLen, bestOffset = 0, bestBack = 0;
         const bool wide = s + 32 <= limit;
-        for (uint32_t c1 = head_[hashOf(s)]; c1 != 0 && attempts > 0; --attempts) {
+        uint32_t c1 = head_[hashOf(s)];
+        while (c1 > pos) c1 = before(c1 - 1);
+        for (; c1 != 0 && attempts > 0; --attempts) {
             const uint32_t c = c1 - 1;
             if (c < lowest) break;
             const uint8_t* q = base_ + c;
@@ -308,6 +311,16 @@ bool emitOptimalPath(Writer& out, const uint8_t*& anchor, const OptNode* opt, co
 // finalised in order; a match found further back than the finalised point only
 // adds its ends reached from finalised positions. Searches stay as few as a lazy
 // parser's.
+//
+// Positions strictly inside the window that no match starts at are never searched
+// there, so a path that ends in literals is cut after its last match and the
+// search resumes at that match's end (entries already made further on are passed
+// over). A literal wins a tie with a match, so a path ends in literals whenever
+// that costs nothing: on image data, where most matches are 4 or 5 bytes, the
+// match that one of those literals starts is often a byte longer than what the
+// next window would otherwise begin with. The frontier search's own position is
+// not searched again when that search found nothing: every candidate it judged
+// had fewer than 4 bytes forward, so none would start a match there either.
 template <class Ops>
 EncodeResult encodeFrontier(const HcJob& job, const HcLevel& level, OptNode* opt) {
     const uint8_t* const src = job.src;
@@ -328,7 +341,12 @@ EncodeResult encodeFrontier(const HcJob& job, const HcLevel& level, OptNode* opt
         const uint8_t* const extendLimit = end - kMatchEndMargin;
         const uint8_t* const low = matcher.windowStart();
         const uint8_t* p = src;
+        const uint8_t* searched = nullptr;  // where the last window's frontier search found nothing
         while (p < matchLimit) {
+            if (p == searched) {
+                ++p;
+                continue;
+            }
             HcMatch m = matcher.longest(p, kMinMatch - 1, extendLimit, level.attempts, level.sufficient);
             if (m.len == 0) {
                 ++p;
@@ -371,7 +389,7 @@ EncodeResult encodeFrontier(const HcJob& job, const HcLevel& level, OptNode* opt
             const auto process = [&](size_t x) {  // finalise x and relax out of it
                 const uint32_t run = opt[x].len == 0 ? opt[x].run : 0;
                 const uint32_t byLiteral = opt[x].price + literalStep(run);
-                if (byLiteral < opt[x + 1].price) opt[x + 1] = {byLiteral, run + 1, 0, 0};
+                if (byLiteral <= opt[x + 1].price) opt[x + 1] = {byLiteral, run + 1, 0, 0};
                 for (size_t i = 0; i < active_count;) {
                     const Active& a = active[i];
                     if (x + kMinMatch > a.end) {  // of no more use from here on
@@ -416,7 +434,10 @@ EncodeResult encodeFrontier(const HcJob& job, const HcLevel& level, OptNode* opt
                 while (done + 2 <= last) process(done);
                 const uint8_t* start = nullptr;
                 const HcMatch next = matcher.wider(s, p + 1, kMinMatch - 1, extendLimit, level.attempts, start);
-                if (next.len == 0) break;
+                if (next.len == 0) {
+                    searched = s;
+                    break;
+                }
                 const size_t nextEnd = size_t(start - p) + next.len;
                 if (nextEnd <= last || nextEnd > kOptWindow) break;
                 addMatch(size_t(start - p), nextEnd, next.offset);
@@ -425,7 +446,7 @@ EncodeResult encodeFrontier(const HcJob& job, const HcLevel& level, OptNode* opt
             }
             while (done < last) process(done);
             if (!emitOptimalPath(out, anchor, opt, p, last)) goto last;
-            p += last;
+            p = anchor > p ? anchor : p + 1;  // (a path without a match moves on by one)
         }
     }
 last:
