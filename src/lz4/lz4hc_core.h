@@ -106,18 +106,11 @@ public:
             const uint32_t c = c1 - 1 - follow;
             if (c < lowest) break;
             const uint8_t* q = base_ + c;
-            if (q[bestLen] == p[bestLen] && load32le(q) == word) {
-                const size_t len = kMinMatch + Ops::extend(p + kMinMatch, q + kMinMatch, limit);
-                if (len > bestLen) {
-                    bestLen = len;
-                    best = {len, size_t(pos - c)};
-                    if (len >= sufficient || len >= room) break;
-                    follow = widestGap(c, len, pos);
-                }
-            } else if (run && runLeft < room && load32le(q) == word && q[runLeft] == p[0] &&
-                       Ops::extend(p, q, p + runLeft) == runLeft) {
-                // Run as far as ours and further: try the position of this run
-                // that has exactly as much of it left.
+            // A run as long as ours and longer: the position of that run with
+            // exactly as much of it left matches at least as far as q does (q
+            // itself matches just our run), so only that position is judged.
+            if (run && runLeft < room && load32le(q) == word && q[runLeft] == p[0] &&
+                Ops::extend(p, q, p + runLeft) == runLeft) {
                 // How much more of its run follows, compared against our own run
                 // (so at most runLeft bytes), and never past the limit.
                 const size_t past = size_t(limit - (q + runLeft));
@@ -131,6 +124,17 @@ public:
                         best = {len, size_t(pos - a)};
                         if (len >= sufficient || len >= room) break;
                     }
+                    c1 = before(c + follow);
+                    continue;
+                }
+            }
+            if (q[bestLen] == p[bestLen] && load32le(q) == word) {
+                const size_t len = kMinMatch + Ops::extend(p + kMinMatch, q + kMinMatch, limit);
+                if (len > bestLen) {
+                    bestLen = len;
+                    best = {len, size_t(pos - c)};
+                    if (len >= sufficient || len >= room) break;
+                    follow = widestGap(c, len, pos);
                 }
             }
             c1 = before(c + follow);
