@@ -32,6 +32,9 @@ namespace lumdc::lz4 {
 namespace {
 
 constexpr unsigned kHcHashBits = 15;
+// The format lets the last match start 12 bytes before the end; the fast
+// encoders' rules stop one byte earlier, which costs a few bytes per block.
+constexpr size_t kHcMatchStartMargin = kMatchStartMargin - 1;
 constexpr uint32_t kChainMask = 0xFFFF;
 // The optimal parsers' nodes live in the second half of the chain table (the
 // first holds the 16-bit chain distances): 4098 nodes of 12 bytes fit its
@@ -111,10 +114,10 @@ public:
             // itself matches just our run), so only that position is judged.
             if (run && runLeft < room && load32le(q) == word && q[runLeft] == p[0] &&
                 Ops::extend(p, q, p + runLeft) == runLeft) {
-                // How much more of its run follows, compared against our own run
-                // (so at most runLeft bytes), and never past the limit.
-                const size_t past = size_t(limit - (q + runLeft));
-                const size_t more = Ops::extend(q + runLeft, p, q + runLeft + (runLeft < past ? runLeft : past));
+                // How much longer its run is than ours (counted against its own
+                // start, so however long; a count that reaches p gives a < pos
+                // false and q is judged as it stands).
+                const size_t more = Ops::extend(q + runLeft, q, p + runLeft < limit ? p + runLeft : limit);
                 const uint32_t a = c + uint32_t(more);
                 if (a < pos) {
                     const uint8_t* qa = base_ + a;
@@ -340,8 +343,8 @@ EncodeResult encodeFrontier(const HcJob& job, const HcLevel& level, OptNode* opt
     constexpr size_t kMaxActive = 16;
     Active active[kMaxActive];
 
-    if (job.srcLen > kMatchStartMargin) {
-        const uint8_t* const matchLimit = end - kMatchStartMargin;
+    if (job.srcLen > kHcMatchStartMargin) {
+        const uint8_t* const matchLimit = end - kHcMatchStartMargin;
         const uint8_t* const extendLimit = end - kMatchEndMargin;
         const uint8_t* const low = matcher.windowStart();
         const uint8_t* p = src;
@@ -470,8 +473,8 @@ EncodeResult encodeOptimal(const HcJob& job, const HcLevel& level, OptNode* opt)
 
     const auto emitPath = [&](const uint8_t* p, size_t to) { return emitOptimalPath(out, anchor, opt, p, to); };
 
-    if (job.srcLen > kMatchStartMargin) {
-        const uint8_t* const matchLimit = end - kMatchStartMargin;
+    if (job.srcLen > kHcMatchStartMargin) {
+        const uint8_t* const matchLimit = end - kHcMatchStartMargin;
         const uint8_t* const extendLimit = end - kMatchEndMargin;
         const uint8_t* p = src;
         while (p < matchLimit) {
@@ -505,8 +508,6 @@ EncodeResult encodeOptimal(const HcJob& job, const HcLevel& level, OptNode* opt)
             };
             relaxMatches(0, first, kMinMatch);
             size_t last = first.len;  // the furthest point reached by a match
-            size_t forcedAt = 0;
-            HcMatch forced{0, 0};
             for (size_t cur = 0; cur < last; ++cur) {
                 // The literal step into cur + 1.
                 const uint32_t run = opt[cur].len == 0 ? opt[cur].run : 0;
@@ -526,9 +527,11 @@ EncodeResult encodeOptimal(const HcJob& job, const HcLevel& level, OptNode* opt)
                 const size_t minLen = level.everyPosition ? kMinMatch - 1 : last - cur;
                 const HcMatch m = matcher.longest(q, minLen, extendLimit, level.attempts, level.sufficient);
                 if (m.len == 0) continue;
+                // A match too long for this window closes it here: the next window
+                // starts at cur, finds the match again and weighs it against the
+                // positions after cur (taking it whole, unweighed, missed longer
+                // matches starting a few bytes later).
                 if (m.len >= level.sufficient || cur + m.len > kOptWindow) {
-                    forcedAt = cur;
-                    forced = m;
                     last = cur;
                     break;
                 }
@@ -536,16 +539,7 @@ EncodeResult encodeOptimal(const HcJob& job, const HcLevel& level, OptNode* opt)
                 if (cur + m.len > last) last = cur + m.len;
             }
             if (!emitPath(p, last)) goto last;
-            if (forced.len != 0) {
-                const uint8_t* m = p + forcedAt;
-                const size_t lit = size_t(m - anchor);
-                if (!out.fits(lit, forced.len, m + forced.len)) goto last;
-                out.sequence(anchor, lit, forced.offset, forced.len);
-                anchor = m + forced.len;
-                p = anchor;
-            } else {
-                p += last;
-            }
+            p += last;
         }
     }
 last:

@@ -91,7 +91,7 @@ TEST(Lz4HcStatus, SizesInitAndChecksInOrder) {
 }
 
 // Regression: the frontier parse could take a match from inside an earlier one
-// at a position within the last 12 bytes, which decoders reject.
+// at a position less than 12 bytes before the end, which decoders reject.
 TEST(Lz4HcEdge, NoMatchStartsInTheLastTwelveBytes) {
     const Bytes data = {0xff, 0xff, 0xff, 0xff, 0x24, 0x24, 0x40, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xf7,
                         0xff, 0xff, 0xff, 0xff, 0x24, 0x24, 0x24, 0x24, 0x24, 0x24, 0x24, 0x24, 0x24, 0x40, 0xff,
@@ -104,6 +104,25 @@ TEST(Lz4HcEdge, NoMatchStartsInTheLastTwelveBytes) {
     Tables t;
     for (int level = 1; level <= 12; ++level)
         EXPECT_TRUE(decodesTo(encodeHc(data, level, t), data.data(), data.size())) << "level " << level;
+}
+
+// The format lets the last match start 12 bytes before the end and no later: in a
+// 13-byte run the only match starts there (offset 1, 7 bytes, then 5 literals),
+// and both decoders take it; 12 bytes leave no room for one.
+TEST(Lz4HcEdge, TheLastMatchMayStartTwelveBytesBeforeTheEnd) {
+    Tables t;
+    for (size_t n = 12; n <= 40; ++n) {
+        const Bytes data(n, 0x61);
+        for (int level : {1, 9, 10, 12}) {
+            const Bytes block = encodeHc(data, level, t);
+            ASSERT_TRUE(decodesTo(block, data.data(), n)) << "n " << n << " level " << level;
+            Bytes out(n);
+            int32_t len = int32_t(n);
+            ASSERT_EQ(lumsDecodeLZ4_8u(block.data(), int32_t(block.size()), out.data(), &len), lumStatusOk);
+            EXPECT_EQ(out, data);
+            EXPECT_EQ(block.size(), n == 12 ? 13 : 10 + (n - 10 >= 15)) << "n " << n << " level " << level;
+        }
+    }
 }
 
 class Lz4HcVariant : public ::testing::TestWithParam<size_t> {
