@@ -102,9 +102,8 @@ public:
         const bool run = word == (word & 0xFF) * 0x01010101u;
         const size_t runLeft = run ? kMinMatch + Ops::extend(p + kMinMatch, p, limit) : 0;
 
-        uint32_t c1 = head_[hashOf(p)];
-        while (c1 > pos) c1 = before(c1 - 1);  // entered ahead of p (a search resumed behind them)
-        uint32_t follow = 0;                   // the offset inside the match whose chain we walk
+        uint32_t c1 = firstBefore(p, pos);
+        uint32_t follow = 0;  // the offset inside the match whose chain we walk
         while (c1 > follow && attempts-- > 0) {
             const uint32_t c = c1 - 1 - follow;
             if (c < lowest) break;
@@ -160,9 +159,7 @@ public:
         // bytes of room branch on the data.
         size_t bestLen = minLen, bestOffset = 0, bestBack = 0;
         const bool wide = s + 32 <= limit;
-        uint32_t c1 = head_[hashOf(s)];
-        while (c1 > pos) c1 = before(c1 - 1);
-        for (; c1 != 0 && attempts > 0; --attempts) {
+        for (uint32_t c1 = firstBefore(s, pos); c1 != 0 && attempts > 0; --attempts) {
             const uint32_t c = c1 - 1;
             if (c < lowest) break;
             const uint8_t* q = base_ + c;
@@ -215,6 +212,14 @@ private:
             chain_[next_ & kChainMask] = uint16_t(gap > kMaxOffset ? 0 : gap);
             head_[h] = next_ + 1;
         }
+    }
+
+    // The latest entered position before pos with x's hash, plus one (0: none).
+    // Entries ahead of pos exist when a search resumes behind them.
+    uint32_t firstBefore(const uint8_t* x, uint32_t pos) const {
+        uint32_t c1 = head_[hashOf(x)];
+        while (c1 > pos) c1 = before(c1 - 1);
+        return c1;
     }
 
     // The position before c in c's chain, plus one (0: none).
