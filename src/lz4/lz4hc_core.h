@@ -534,8 +534,8 @@ EncodeResult encodeOptimal(const HcJob& job, const HcLevel& level, OptNode* opt)
                 if (m.len == 0) continue;
                 // A match too long for this window closes it here: the next window
                 // starts at cur, finds the match again and weighs it against the
-                // positions after cur (taking it whole, unweighed, missed longer
-                // matches starting a few bytes later).
+                // positions after cur, where a longer match may start a few bytes
+                // later.
                 if (m.len >= level.sufficient || cur + m.len > kOptWindow) {
                     last = cur;
                     break;
