@@ -304,14 +304,24 @@ EncodeResult encodeVectorMatcher(const EncodeJob& job) {
         return anchor;
     };
 
-    // Enters position x alone and returns its candidate, or kNone.
-    constexpr size_t kNone = ~size_t(0);
-    const auto lookUp = [&](size_t x) -> size_t {
-        const uint32_t word = load32le(src + x);
-        const uint32_t h = vectorHash(word);
-        const uint32_t c = table[h];
-        table[h] = uint32_t(x);
-        return blockCandidate(src, x, x, word, c) ? c : kNone;
+    // Looks at the positions from x one by one, entering each, while x + margin
+    // <= n; `untilMiss` stops after the first that finds nothing. False when the
+    // output is full.
+    const auto oneByOne = [&](size_t& x, size_t margin, bool untilMiss) {
+        while (x + margin <= n) {
+            const uint32_t word = load32le(src + x);
+            const uint32_t h = vectorHash(word);
+            const uint32_t c = table[h];
+            table[h] = uint32_t(x);
+            if (blockCandidate(src, x, x, word, c)) {
+                x = take(x, c);
+                if (x == 0) return false;
+            } else {
+                ++x;
+                if (untilMiss) break;
+            }
+        }
+        return true;
     };
 
     size_t p = 0;
@@ -333,30 +343,12 @@ EncodeResult encodeVectorMatcher(const EncodeJob& job) {
         // (on markup, nearly always): the positions after it are looked at one by
         // one, entered as they go, until one finds nothing. Probing a whole block
         // there would spend most of its lookups on bytes the next match covers.
-        if (q > blockEnd) {
-            while (q + kBlockRead <= n) {
-                const size_t c = lookUp(q);
-                if (c == kNone) {
-                    ++q;
-                    break;
-                }
-                q = take(q, c);
-                if (q == 0) return full();
-            }
-        }
+        if (q > blockEnd && !oneByOne(q, kBlockRead, true)) return full();
         const size_t reach = q > blockEnd ? q : blockEnd;
         weak = 2 * matched < reach - p ? weak + 1 : 0;
         p = reach + (weak < 4 ? 0 : kWeakStep * weak);
     }
-    for (; p + kMinMatch <= n;) {
-        const size_t c = lookUp(p);
-        if (c == kNone) {
-            ++p;
-            continue;
-        }
-        p = take(p, c);
-        if (p == 0) return full();
-    }
+    if (!oneByOne(p, kMinMatch, false)) return full();
     if (!out.finalRun(src + anchor, n - anchor, end) || !out.marker()) return full();
     return {out.produced(), lumStatusOk};
 }
