@@ -257,7 +257,9 @@ EncodeResult encodeHash(const EncodeJob& job) {
 // parse walks the block's mask of candidates: the first one at or after the
 // current position starts a match, extended forward and backward over the
 // pending literals; the walk goes on after it. The next block starts where the
-// parse stands, at least at the block's end.
+// parse stands, at least at the block's end; when a match ran past the block,
+// the positions after it are first looked at one by one, entered as they go,
+// until one finds nothing (their matches count as the block's).
 //
 // A block whose matches cover less than half of the bytes it was walked over is
 // weak. From the fourth weak block in a row on, the next block starts 16 bytes
