@@ -172,7 +172,7 @@ public:
                 forward = Ops::extend(s, q, limit);
             }
             const size_t backRoom = size_t(s - low) < size_t(q - base_) ? size_t(s - low) : size_t(q - base_);
-            const size_t back = backwardEqual(s, q, backRoom);
+            const size_t back = backwardEqual(s, q, backRoom, size_t(q - base_));
             const size_t total = forward + back;
             const bool better = (forward >= kMinMatch) & (total > bestLen);
             bestLen = better ? total : bestLen;
@@ -195,23 +195,30 @@ private:
     // are passed over, and they match no further than the run's first position
     // (whose remaining run is longest) does for any but one alignment.
     void enterUpTo(uint32_t pos) {
-        for (; next_ < pos; ++next_) {
-            const uint8_t* x = base_ + next_;
+        // The loop runs on copies: the members could alias the tables' stores, and
+        // would then go through memory at every position.
+        uint32_t next = next_, runFirst = runFirst_;
+        bool inRun = inRun_;
+        for (; next < pos; ++next) {
+            const uint8_t* x = base_ + next;
             const uint32_t h = hashOf(x);
-            uint32_t gap = head_[h] == 0 ? 0 : next_ + 1 - head_[h];
+            uint32_t gap = head_[h] == 0 ? 0 : next + 1 - head_[h];
             if (load32le(x) == x[0] * 0x01010101u) {
-                if (next_ == 0 || !inRun_ || x[-1] != x[0]) {
-                    inRun_ = true;
-                    runFirst_ = next_;
+                if (next == 0 || !inRun || x[-1] != x[0]) {
+                    inRun = true;
+                    runFirst = next;
                 } else {
-                    gap = next_ - runFirst_;
+                    gap = next - runFirst;
                 }
             } else {
-                inRun_ = false;
+                inRun = false;
             }
-            chain_[next_ & kChainMask] = uint16_t(gap > kMaxOffset ? 0 : gap);
-            head_[h] = next_ + 1;
+            chain_[next & kChainMask] = uint16_t(gap > kMaxOffset ? 0 : gap);
+            head_[h] = next + 1;
         }
+        next_ = next;
+        runFirst_ = runFirst;
+        inRun_ = inRun;
     }
 
     // The latest entered position before pos with x's hash, plus one (0: none).
@@ -228,14 +235,26 @@ private:
         return gap == 0 ? 0 : c - gap + 1;
     }
 
-    // How many bytes before a and b are equal, at most `room`.
-    static size_t backwardEqual(const uint8_t* a, const uint8_t* b, size_t room) {
+    // How many bytes before a and b are equal, at most `room`; `readable` bytes
+    // before b (and so before a, which lies later) may be read.
+    static size_t backwardEqual(const uint8_t* a, const uint8_t* b, size_t room, size_t readable) {
         size_t n = 0;
-        for (; n + 8 <= room; n += 8) {
+        const auto equalBefore8 = [&] {
             uint64_t x, y;
             std::memcpy(&x, a - n - 8, 8);
             std::memcpy(&y, b - n - 8, 8);
-            if (x != y) return n + size_t(__builtin_clzll(x ^ y) / 8);
+            return x == y ? size_t(8) : size_t(__builtin_clzll(x ^ y) / 8);
+        };
+        for (; n + 8 <= room; n += 8) {
+            const size_t k = equalBefore8();
+            if (k < 8) return n + k;
+        }
+        // Under 8 bytes of room is the common case at the frontier, a match or two
+        // of a few bytes back: one more wide compare, clipped, rather than a
+        // byte loop whose exit the data decides.
+        if (n + 8 <= readable) {
+            const size_t k = n + equalBefore8();
+            return k < room ? k : room;
         }
         for (; n < room && a[-1 - ptrdiff_t(n)] == b[-1 - ptrdiff_t(n)]; ++n) {
         }
@@ -386,19 +405,22 @@ EncodeResult encodeFrontier(const HcJob& job, const HcLevel& level, OptNode* opt
             const size_t run0 = size_t(p - anchor);
             opt[0] = {literalsCost(run0), uint32_t(run0), 0, 0};
             size_t reach = 0;
-            const auto touch = [&](size_t upTo) {
+            // The programme's steps below are called from several places and would
+            // otherwise stay calls, their shared state kept in memory: inlined,
+            // it lives in registers.
+            const auto touch = [&](size_t upTo) __attribute__((always_inline)) {
                 for (; reach < upTo; ++reach) opt[reach + 1] = {kUnreached, 0, 0, 0};
             };
             // No match may start in the last 12 bytes, not even one taken from
             // inside a match found earlier.
             const size_t startLimit = size_t(matchLimit - p);
-            const auto relax = [&](size_t from, size_t to, uint16_t offset) {
+            const auto relax = [&](size_t from, size_t to, uint16_t offset) __attribute__((always_inline)) {
                 if (from >= startLimit) return;
                 const uint32_t price = opt[from].price + matchCost(to - from);
                 if (price < opt[to].price) opt[to] = {price, 0, uint16_t(to - from), offset};
             };
-            size_t active_count = 0, done = 0;    // positions below `done` are final
-            const auto process = [&](size_t x) {  // finalise x and relax out of it
+            size_t active_count = 0, done = 0;                                   // positions below `done` are final
+            const auto process = [&](size_t x) __attribute__((always_inline)) {  // finalise x and relax out of it
                 const uint32_t run = opt[x].len == 0 ? opt[x].run : 0;
                 const uint32_t byLiteral = opt[x].price + literalStep(run);
                 if (byLiteral <= opt[x + 1].price) opt[x + 1] = {byLiteral, run + 1, 0, 0};
@@ -416,7 +438,7 @@ EncodeResult encodeFrontier(const HcJob& job, const HcLevel& level, OptNode* opt
                 }
                 done = x + 1;
             };
-            const auto addMatch = [&](size_t start, size_t matchEnd, size_t offset) {
+            const auto addMatch = [&](size_t start, size_t matchEnd, size_t offset) __attribute__((always_inline)) {
                 touch(matchEnd + 1);
                 for (size_t x = start; x < done && x + kMinMatch <= matchEnd; ++x) {
                     if (x == start)
