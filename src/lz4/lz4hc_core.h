@@ -3,8 +3,9 @@
 //
 // Chains. Every position of the window is entered, in order: head[hash] holds the
 // latest position with that 4-byte hash (plus one, so 0 means none), and
-// chain[position mod 65536] the distance back to the one before it (0: none; a
-// distance is never above 65535 while the earlier position is in reach). The
+// chain[position mod 65536] the distance back to the one before it, 65535 when
+// there is none in reach: a walk then steps by a plain subtraction and leaves
+// the window at such a step, with no test for "none" on its critical path. The
 // distances fill the first half of the chain table: half the cache footprint of
 // whole positions, which the walk, one dependent load after another, feels. The
 // head table is zeroed for each block; chain entries are only read for positions
@@ -89,7 +90,7 @@ public:
     HcMatch longest(const uint8_t* p, size_t minLen, const uint8_t* limit, uint32_t attempts, size_t sufficient) {
         const uint32_t pos = uint32_t(p - base_);
         enterUpTo(pos);
-        const uint32_t lowest = pos > kMaxOffset ? pos - uint32_t(kMaxOffset) : 0;
+        const int64_t lowest = pos > kMaxOffset ? int64_t(pos - kMaxOffset) : 0;
         const size_t room = size_t(limit - p);
         HcMatch best{0, 0};
         size_t bestLen = minLen;
@@ -102,11 +103,11 @@ public:
         const bool run = word == (word & 0xFF) * 0x01010101u;
         const size_t runLeft = run ? kMinMatch + Ops::extend(p + kMinMatch, p, limit) : 0;
 
-        uint32_t c1 = firstBefore(p, pos);
-        uint32_t follow = 0;  // the offset inside the match whose chain we walk
-        while (c1 > follow && attempts-- > 0) {
-            const uint32_t c = c1 - 1 - follow;
-            if (c < lowest) break;
+        int64_t c1 = firstBefore(p, pos);  // on the chain we walk
+        uint32_t follow = 0;               // the offset inside the match whose chain that is
+        for (;;) {
+            if (c1 - follow < lowest || attempts-- == 0) break;
+            const uint32_t c = uint32_t(c1 - follow);
             const uint8_t* q = base_ + c;
             // A run as long as ours and longer: the position of that run with
             // exactly as much of it left matches at least as far as q does (q
@@ -150,7 +151,7 @@ public:
                   const uint8_t*& start) {
         const uint32_t pos = uint32_t(s - base_);
         enterUpTo(pos);
-        const uint32_t lowest = pos > kMaxOffset ? pos - uint32_t(kMaxOffset) : 0;
+        const int64_t lowest = pos > kMaxOffset ? int64_t(pos - kMaxOffset) : 0;
         // Every candidate is judged in full and the best kept without a branch
         // on the outcome: which candidate wins is unpredictable, and a
         // mispredicted guess would also throw away the chain steps already
@@ -159,11 +160,9 @@ public:
         // bytes of room branch on the data.
         size_t bestLen = minLen, bestOffset = 0, bestBack = 0;
         const bool wide = s + 32 <= limit;
-        for (uint32_t c1 = firstBefore(s, pos); c1 != 0 && attempts > 0; --attempts) {
-            const uint32_t c = c1 - 1;
-            if (c < lowest) break;
+        for (int64_t c = firstBefore(s, pos), prev; c >= lowest && attempts > 0; --attempts, c = prev) {
             const uint8_t* q = base_ + c;
-            c1 = before(c);
+            prev = before(c);
             size_t forward;
             if (wide) {
                 forward = Ops::equalPrefix32(s, q);
@@ -202,7 +201,7 @@ private:
         for (; next < pos; ++next) {
             const uint8_t* x = base_ + next;
             const uint32_t h = hashOf(x);
-            uint32_t gap = head_[h] == 0 ? 0 : next + 1 - head_[h];
+            uint32_t gap = next + 1 - head_[h];  // an empty head stands for position -1
             if (load32le(x) == x[0] * 0x01010101u) {
                 if (next == 0 || !inRun || x[-1] != x[0]) {
                     inRun = true;
@@ -213,7 +212,7 @@ private:
             } else {
                 inRun = false;
             }
-            chain_[next & kChainMask] = uint16_t(gap > kMaxOffset ? 0 : gap);
+            chain_[next & kChainMask] = uint16_t(gap > kMaxOffset ? kMaxOffset : gap);
             head_[h] = next + 1;
         }
         next_ = next;
@@ -221,19 +220,18 @@ private:
         inRun_ = inRun;
     }
 
-    // The latest entered position before pos with x's hash, plus one (0: none).
-    // Entries ahead of pos exist when a search resumes behind them.
-    uint32_t firstBefore(const uint8_t* x, uint32_t pos) const {
-        uint32_t c1 = head_[hashOf(x)];
-        while (c1 > pos) c1 = before(c1 - 1);
-        return c1;
+    // The latest entered position before pos with x's hash (below the window's
+    // reach, possibly negative, when there is none). Entries ahead of pos exist
+    // when a search resumes behind them.
+    int64_t firstBefore(const uint8_t* x, uint32_t pos) const {
+        int64_t c = int64_t(head_[hashOf(x)]) - 1;
+        while (c >= pos) c = before(c);
+        return c;
     }
 
-    // The position before c in c's chain, plus one (0: none).
-    uint32_t before(uint32_t c) const {
-        const uint32_t gap = chain_[c & kChainMask];
-        return gap == 0 ? 0 : c - gap + 1;
-    }
+    // The position before c in c's chain; one out of reach of any later position
+    // when there is none.
+    int64_t before(int64_t c) const { return c - chain_[c & kChainMask]; }
 
     // How many bytes before a and b are equal, at most `room`; `readable` bytes
     // before b (and so before a, which lies later) may be read.
@@ -268,7 +266,7 @@ private:
         const uint32_t kMax = uint32_t(len - kMinMatch);
         for (uint32_t k = 0; k <= kMax && c + k < pos; ++k) {
             const uint32_t back = chain_[(c + k) & kChainMask];
-            const uint32_t gap = back == 0 || back > c ? 0xFFFFFFFFu : back;  // none, or out of reach: best of all
+            const uint32_t gap = back >= kMaxOffset || back > c ? 0xFFFFFFFFu : back;  // none in reach: best of all
             if (gap > bestGap) {
                 bestGap = gap;
                 bestK = k;
