@@ -90,7 +90,7 @@ public:
     HcMatch longest(const uint8_t* p, size_t minLen, const uint8_t* limit, uint32_t attempts, size_t sufficient) {
         const uint32_t pos = uint32_t(p - base_);
         enterUpTo(pos);
-        const int64_t lowest = pos > kMaxOffset ? int64_t(pos - kMaxOffset) : 0;
+        const int64_t lowest = lowestInReach(pos);
         const size_t room = size_t(limit - p);
         HcMatch best{0, 0};
         size_t bestLen = minLen;
@@ -105,8 +105,7 @@ public:
 
         int64_t c1 = firstBefore(p, pos);  // on the chain we walk
         uint32_t follow = 0;               // the offset inside the match whose chain that is
-        for (;;) {
-            if (c1 - follow < lowest || attempts-- == 0) break;
+        while (c1 - follow >= lowest && attempts-- > 0) {
             const uint32_t c = uint32_t(c1 - follow);
             const uint8_t* q = base_ + c;
             // A run as long as ours and longer: the position of that run with
@@ -151,7 +150,7 @@ public:
                   const uint8_t*& start) {
         const uint32_t pos = uint32_t(s - base_);
         enterUpTo(pos);
-        const int64_t lowest = pos > kMaxOffset ? int64_t(pos - kMaxOffset) : 0;
+        const int64_t lowest = lowestInReach(pos);
         // Every candidate is judged in full and the best kept without a branch
         // on the outcome: which candidate wins is unpredictable, and a
         // mispredicted guess would also throw away the chain steps already
@@ -228,6 +227,9 @@ private:
         while (c >= pos) c = before(c);
         return c;
     }
+
+    // The earliest position an offset from pos can reach.
+    static int64_t lowestInReach(uint32_t pos) { return pos > kMaxOffset ? int64_t(pos - kMaxOffset) : 0; }
 
     // The position before c in c's chain; one out of reach of any later position
     // when there is none.
