@@ -191,6 +191,174 @@ LUMDC_API LumStatus lumsEncodeLZ4HCDictLimit_8u(const uint8_t* pSrc, int32_t* pS
                                                 uint8_t* pHashTable, uint8_t* pChainTable, int32_t level,
                                                 int32_t dictLimit);
 
+/* ---- Deflate (RFC 1951) compression ---------------------------------------------
+ * A compressor in two halves whose whole state belongs to the caller. The matchers
+ * turn input into records, two parallel arrays: lit[i] is the literal byte when
+ * dist[i] is 0, else the match length - 3 (0..255) with dist[i] the distance. They
+ * count symbol frequencies as they go; the caller builds codes from the counts
+ * (lumsDeflateLZ77FastestGenHuffTable_8u), writes a block header
+ * (lumsDeflateLZ77FastestGenHeader_8u) and hands the records to lumsDeflateHuff_8u,
+ * then writes the end-of-block code itself. The fastest family does matching and
+ * coding in one pass.
+ *
+ * Positions. Every byte the compressor has seen has a 32-bit position; *pSrcIdx is
+ * that of *ppSrc[0]. History before it is read through the window pointer:
+ * position p < *pSrcIdx is pWindow[p - *pSrcIdx], so pWindow addresses the byte just
+ * after the last history byte (pWindow == *ppSrc when history and input are one
+ * buffer). winSize (256..32768) and hashSize (256..65536) are powers of two. The
+ * head table has hashSize and the chain table winSize signed 32-bit entries; an
+ * entry at or below position - winSize means no candidate (fill both with -32768 to
+ * start). Near 2^31 the matchers renumber positions: *pSrcIdx becomes winSize and
+ * the tables follow, saturating at -32768.
+ *
+ * Frequency and code tables have 286 (literal/length) and 30 (distance) entries of
+ * LumDeflateHuffEntry: `code` holds the count until the codes are built, then the
+ * bit-reversed code; `len` is the code length (0: no code). Counts wrap at 65536. */
+typedef struct LumDeflateHuffEntry {
+    uint16_t code; /* count (frequency tables) or bit-reversed code (code tables) */
+    uint16_t len;  /* code length in bits, 0..15; untouched by the matchers */
+} LumDeflateHuffEntry;
+
+/* Matcher parameters: the most candidates examined per position (0 selects the
+ * rolling-hash greedy matcher), the length from which a quarter of that suffices,
+ * the length that ends a search, and for the greedy matcher the longest match
+ * (or overlapping distance) whose inner positions are entered into the tables, for
+ * the lazy matcher the pending length from which no search is made one later. */
+typedef struct DeflateMatchParams {
+    int32_t chain;
+    int32_t good;
+    int32_t nice;
+    int32_t limit; /* insert limit (greedy) or lazy limit (lazy) */
+} DeflateMatchParams;
+
+/* Matches *ppSrc[0, *pSrcLen) into records lit[0, *pDstLen) and dist[0, *pDstLen),
+ * adding to the frequency tables. *ppSrc, *pSrcLen and *pSrcIdx advance past the
+ * bytes consumed; *pDstLen (room in records) decreases by the records written, and
+ * output always starts at index 0. flush >= 2 marks the last piece: everything is
+ * consumed and the last two or three bytes go out as literals. Below 2 the call
+ * holds back the last 261 bytes (the longest match and the hashing of its last
+ * positions) for the next call, so the records do not depend on how the input was
+ * split. compLevel 0..29: 0, 10 and 20 match greedily with one rolling 3-byte hash
+ * probe, 1-4 and 11-14, 21-24 greedily over CRC-32C hash chains, the rest lazily.
+ * -8 null pointer, -6 winSize or hashSize out of range or compLevel > 29. No failed
+ * check touches a table or pointer. */
+LUMDC_API LumStatus lumsDeflateLZ77_8u(const uint8_t** ppSrc, uint32_t* pSrcLen, uint32_t* pSrcIdx,
+                                       const uint8_t* pWindow, int32_t winSize, int32_t* pHashHead, int32_t* pHashPrev,
+                                       int32_t hashSize, LumDeflateHuffEntry* pLitFreq, LumDeflateHuffEntry* pDistFreq,
+                                       uint8_t* pLitDst, uint16_t* pDistDst, int32_t* pDstLen, int32_t compLevel,
+                                       int32_t flush);
+/* The greedy matcher with the caller's parameters. -5 for chain < 0, or chain > 0
+ * with good, nice or limit below 4. */
+LUMDC_API LumStatus lumsDeflateLZ77Fast_8u(const uint8_t** ppSrc, uint32_t* pSrcLen, uint32_t* pSrcIdx,
+                                           const uint8_t* pWindow, int32_t winSize, int32_t* pHashHead,
+                                           int32_t* pHashPrev, int32_t hashSize, LumDeflateHuffEntry* pLitFreq,
+                                           LumDeflateHuffEntry* pDistFreq, uint8_t* pLitDst, uint16_t* pDistDst,
+                                           int32_t* pDstLen, const DeflateMatchParams* pParams, int32_t flush);
+/* The lazy matcher with the caller's parameters. -5 for chain < 1 or any other
+ * field below 4. When the room runs out while a match waits for the search one
+ * position later, the call ends before that match: it is found again at the start
+ * of the next call, and consumed bytes always equal the bytes the records cover. */
+LUMDC_API LumStatus lumsDeflateLZ77Slow_8u(const uint8_t** ppSrc, uint32_t* pSrcLen, uint32_t* pSrcIdx,
+                                           const uint8_t* pWindow, int32_t winSize, int32_t* pHashHead,
+                                           int32_t* pHashPrev, int32_t hashSize, LumDeflateHuffEntry* pLitFreq,
+                                           LumDeflateHuffEntry* pDistFreq, uint8_t* pLitDst, uint16_t* pDistDst,
+                                           int32_t* pDstLen, const DeflateMatchParams* pParams, int32_t flush);
+/* Enters positions srcIdx .. srcIdx + n - 1, keys read from src[0, srcLen): mode 0
+ * the rolling 3-byte hash into the head table only (n = srcLen - 2), any other mode
+ * the CRC-32C key into head and chain (n = srcLen - 3). Too short a source: 0 and
+ * nothing done. -8 null pointer, -6 winSize or hashSize out of range. */
+LUMDC_API LumStatus lumsDeflateUpdateHash_8u(const uint8_t* pSrc, uint32_t srcIdx, uint32_t srcLen,
+                                             int32_t* pHashHead, uint32_t hashSize, int32_t* pHashPrev,
+                                             uint32_t winSize, uint32_t mode);
+/* Preset dictionary: copies the last min(winSize, dictLen) bytes of dict to
+ * pWindow[0, n) and, when n >= 258, enters positions 0 .. n - 258 as
+ * lumsDeflateUpdateHash_8u does. Compression then starts at position n with the
+ * window pointer at pWindow + n. Statuses as lumsDeflateUpdateHash_8u. */
+LUMDC_API LumStatus lumsDeflateDictionarySet_8u(const uint8_t* pDict, uint32_t dictLen, int32_t* pHashHead,
+                                                uint32_t hashSize, int32_t* pHashPrev, uint8_t* pWindow,
+                                                uint32_t winSize, uint32_t mode);
+/* In place, maps every byte x of srcDst[0, len) to its rank among the byte values
+ * flagged in inUse[0, 256) (the count of flags below x) and stores the flag total
+ * in *pSize. -8 null pointer, -6 len < 1. */
+LUMDC_API LumStatus lumsReduceDictionary_8u_I(const uint8_t* pInUse, uint8_t* pSrcDst, int32_t len, uint32_t* pSize);
+/* The inverse: maps every rank back to its byte value. -8 null pointer, -6 len < 1
+ * or size < 1, -2 when the flag total differs from size (nothing touched). */
+LUMDC_API LumStatus lumsExpandDictionary_8u_I(const uint8_t* pInUse, uint8_t* pSrcDst, int32_t len, int32_t size);
+
+/* Writes the records lit/dist[0, srcLen) as Deflate codes, least-significant bit
+ * first, to dst from index *pDstIdx on, through the caller's bit buffer (*pBitBuf
+ * holds *pBitCount < 8 pending bits between calls). The caller guarantees the room:
+ * 6 bytes per record plus 4. srcLen <= 0 only writes out whole pending bytes. Any
+ * split of the records gives the same bytes. -8 null pointer. */
+LUMDC_API LumStatus lumsDeflateHuff_8u(const uint8_t* pLitSrc, const uint16_t* pDistSrc, int32_t srcLen,
+                                       uint16_t* pBitBuf, uint32_t* pBitCount, const LumDeflateHuffEntry* pLitCodes,
+                                       const LumDeflateHuffEntry* pDistCodes, uint8_t* pDst, uint32_t* pDstIdx);
+
+/* The fastest family. Codes are built from counts, a header is written for them,
+ * and the fastest matcher writes its matches straight as codes. */
+
+/* Length-limited (15 bits) canonical Huffman codes from the counts in
+ * litFreq[0, 286) and distFreq[0, 30) into litCodes and distCodes (which may be
+ * the frequency tables themselves). Symbols of count 0 get no code, except that
+ * the end-of-block symbol 256 always has one, and a distance alphabet with fewer
+ * than two counted symbols still gets a complete code (codes 0 and 1 of length 1)
+ * that every inflater accepts. Within a length, codes rise with the symbol, as
+ * RFC 1951 derives them from the lengths. -8 null pointer. */
+LUMDC_API LumStatus lumsDeflateLZ77FastestGenHuffTable_8u(const LumDeflateHuffEntry* pLitFreq,
+                                                         const LumDeflateHuffEntry* pDistFreq,
+                                                         LumDeflateHuffEntry* pLitCodes,
+                                                         LumDeflateHuffEntry* pDistCodes);
+/* Writes a dynamic-block header for the given codes (BFINAL = final != 0, BTYPE 2,
+ * HLIT, HDIST, HCLEN, the code-length code, the lengths run-length coded with
+ * symbols 16, 17 and 18) through the bit buffer convention of lumsDeflateHuff_8u.
+ * The header takes at most 300 bytes; the caller guarantees them plus 4. -8 null
+ * pointer, -5 a code length above 15. */
+LUMDC_API LumStatus lumsDeflateLZ77FastestGenHeader_8u(const LumDeflateHuffEntry* pLitCodes,
+                                                      const LumDeflateHuffEntry* pDistCodes, int32_t final,
+                                                      uint16_t* pBitBuf, uint32_t* pBitCount, uint8_t* pDst,
+                                                      uint32_t* pDstIdx);
+
+/* A header and its codes made once and appended to many blocks. */
+typedef struct LumDeflatePrecompHeader {
+    LumDeflateHuffEntry litCodes[286];
+    LumDeflateHuffEntry distCodes[30];
+    uint32_t bitCount; /* length of the header in bits */
+    uint8_t bits[300]; /* the header, least-significant bit first, BFINAL clear */
+} LumDeflatePrecompHeader;
+
+/* Builds codes in which every symbol has a code, so that any data can be coded with
+ * them, from the counts given (every count taken as at least 1) or, when both
+ * frequency pointers are null, from built-in statistics of typical data; then the
+ * header for them. A final block sets bit 0 of bits[0]. -8 null pHeader or one
+ * frequency pointer null and the other not. */
+LUMDC_API LumStatus lumsDeflateLZ77FastestPrecompHeader_8u(const LumDeflateHuffEntry* pLitFreq,
+                                                          const LumDeflateHuffEntry* pDistFreq,
+                                                          LumDeflatePrecompHeader* pHeader);
+
+/* Adds to the frequency tables (saturating at 65535) the symbols the fastest
+ * matcher would make of src[0, srcLen) with no history, so that codes can be built
+ * from a sample or a first pass. -8 null pointer, -6 srcLen < 0. */
+LUMDC_API LumStatus lumsDeflateLZ77FastestGetStat_8u(const uint8_t* pSrc, int32_t srcLen,
+                                                    LumDeflateHuffEntry* pLitFreq, LumDeflateHuffEntry* pDistFreq);
+
+/* One pass: one CRC-32C hash probe per position (matches of 4 to 258 bytes), each
+ * literal or match written at once as codes from litCodes and distCodes, least-
+ * significant bit first, to dst[0, *pDstLen) through the bit buffer of
+ * lumsDeflateHuff_8u; *pDstLen: room in, bytes produced out. Window, head table,
+ * positions and renumbering as for the matchers above (no chain table). flush
+ * below 2 holds back the last 261 bytes; 2 or more codes everything and ends the
+ * block with the end-of-block code (its last bits stay in the bit buffer). 33 when
+ * fewer than 16 bytes of room are left with input still to code: the next call
+ * with more room continues exactly, so any split of input and output gives the
+ * same bits. A match whose length or distance symbol has no code goes out as
+ * literals. -8 null pointer, -6 winSize or hashSize out of range, -5 a literal or
+ * the end-of-block symbol without a code (checked before anything is written). */
+LUMDC_API LumStatus lumsDeflateLZ77Fastest_8u(const uint8_t** ppSrc, uint32_t* pSrcLen, uint32_t* pSrcIdx,
+                                             const uint8_t* pWindow, int32_t winSize, int32_t* pHashHead,
+                                             int32_t hashSize, const LumDeflateHuffEntry* pLitCodes,
+                                             const LumDeflateHuffEntry* pDistCodes, uint8_t* pDst, int32_t* pDstLen,
+                                             uint16_t* pBitBuf, uint32_t* pBitCount, int32_t flush);
+
 /* ---- LZSS ---------------------------------------------------------------------
  * A streaming LZSS codec over a 32 KiB window. The stream is a sequence of items
  * packed most significant bit first with no gaps and no end marker: a literal is

@@ -1,0 +1,1 @@
+# Deflate LZ77 matching: sources appended to LUMDC_SOURCES.

@@ -1,0 +1,1 @@
+# Deflate Huffman output, code building and fastest-family tests.

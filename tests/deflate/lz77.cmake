@@ -1,0 +1,1 @@
+# Deflate LZ77 matching tests.
