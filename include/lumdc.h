@@ -255,9 +255,10 @@ LUMDC_API LumStatus lumsDeflateLZ77Fast_8u(const uint8_t** ppSrc, uint32_t* pSrc
                                            LumDeflateHuffEntry* pDistFreq, uint8_t* pLitDst, uint16_t* pDistDst,
                                            int32_t* pDstLen, const DeflateMatchParams* pParams, int32_t flush);
 /* The lazy matcher with the caller's parameters. -5 for chain < 1 or any other
- * field below 4. When the room runs out while a match waits for the search one
- * position later, the call ends before that match: it is found again at the start
- * of the next call, and consumed bytes always equal the bytes the records cover. */
+ * field below 4. With one record of room left, a pending match goes out without
+ * the look one position later, so no call ends with a match still pending: no
+ * position is entered twice, and consumed bytes always equal the bytes the records
+ * cover. (Only that last choice depends on the room given.) */
 LUMDC_API LumStatus lumsDeflateLZ77Slow_8u(const uint8_t** ppSrc, uint32_t* pSrcLen, uint32_t* pSrcIdx,
                                            const uint8_t* pWindow, int32_t winSize, int32_t* pHashHead,
                                            int32_t* pHashPrev, int32_t hashSize, LumDeflateHuffEntry* pLitFreq,
