@@ -15,7 +15,6 @@ appended), so that every family keeps its own section in one document.
 import argparse
 import json
 import os
-import platform
 import re
 import subprocess
 import sys
@@ -124,13 +123,31 @@ def tables(result, repetitions):
     return lines
 
 
-def machine(context):
-    cpu = platform.processor()
+# The instruction sets the kernels choose by, as `lumdc sum` names them: the
+# tables say what the machine could run, never whose processor it was.
+AVX512_SUBSETS = [("avx512f", "F"), ("avx512cd", "CD"), ("avx512bw", "BW"), ("avx512dq", "DQ"), ("avx512vl", "VL"),
+                  ("avx512vbmi", "VBMI"), ("avx512_vbmi2", "VBMI2"), ("avx512_vnni", "VNNI"),
+                  ("avx512_bitalg", "BITALG"), ("avx512_vpopcntdq", "VPOPCNTDQ")]
+
+
+def instruction_sets():
     try:
         with open("/proc/cpuinfo") as f:
-            cpu = next(l.split(":", 1)[1].strip() for l in f if l.startswith("model name"))
+            flags = set(next(l.split(":", 1)[1].split() for l in f if l.startswith("flags")))
     except (OSError, StopIteration):
-        pass
+        return "instruction sets unknown"
+    parts = []
+    subsets = [name for flag, name in AVX512_SUBSETS if flag in flags]
+    if subsets:
+        parts.append("AVX-512 " + "/".join(subsets))
+    elif "avx2" in flags:
+        parts.append("AVX2")
+    parts += [name for flag, name in [("vpclmulqdq", "VPCLMULQDQ"), ("gfni", "GFNI"), ("bmi2", "BMI2")] if flag in flags]
+    return ", ".join(parts)
+
+
+def machine(context):
+    cpu = instruction_sets()
     compiler = "unknown"
     try:
         compiler = subprocess.run(["c++", "--version"], capture_output=True, text=True).stdout.splitlines()[0]
@@ -141,7 +158,7 @@ def machine(context):
                            text=True).stdout.strip()
     caches = ", ".join(f"L{c['level']} {c['type'][0].lower()} {c['size'] // 1024} KiB"
                        for c in context.get("caches", []))
-    return (f"{cpu}, {context.get('num_cpus')} cores at {context.get('mhz_per_cpu')} MHz ({caches}); "
+    return (f"{cpu}; {context.get('num_cpus')} cores at {context.get('mhz_per_cpu')} MHz ({caches}); "
             f"{compiler}; commit {commit}{' (modified)' if dirty else ''}; {date.today().isoformat()}")
 
 

@@ -16,6 +16,9 @@
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
+#include <unistd.h>
+
+#include "lumcore.h"
 
 enum { kChecksums = 4 };
 static const char* const kNames[kChecksums] = {"adler32", "crc32", "crc32_bz2", "crc32c"};
@@ -55,6 +58,49 @@ static unsigned char* readWhole(const char* path, size_t* size) {
     free(buf);
     fclose(f);
     return NULL;
+}
+
+/* The machine as the kernels see it: the instruction sets they choose by (after
+ * the lumcore switch), cores, clock and the largest cache. No processor names:
+ * figures taken on machines with the same features compare, whoever made them. */
+static void describeMachine(char* out, size_t room) {
+    static const struct {
+        uint64_t mask;
+        const char* name;
+    } kSubsets[] = {{LUM_CPU_AVX512F, "F"},           {LUM_CPU_AVX512CD, "CD"},
+                    {LUM_CPU_AVX512BW, "BW"},         {LUM_CPU_AVX512DQ, "DQ"},
+                    {LUM_CPU_AVX512VL, "VL"},         {LUM_CPU_AVX512VBMI, "VBMI"},
+                    {LUM_CPU_AVX512VBMI2, "VBMI2"},   {LUM_CPU_AVX512VNNI, "VNNI"},
+                    {LUM_CPU_AVX512BITALG, "BITALG"}, {LUM_CPU_AVX512VPOPCNTDQ, "VPOPCNTDQ"}};
+    static const struct {
+        uint64_t mask;
+        const char* name;
+    } kOthers[] = {{LUM_CPU_VPCLMULQDQ, "VPCLMULQDQ"}, {LUM_CPU_GFNI, "GFNI"}, {LUM_CPU_BMI2, "BMI2"}};
+    const uint64_t f = lumcoreGetFeatures();
+    size_t n = 0, i;
+    int32_t cache = 0;
+    double mhz = 0;
+    char line[256];
+    FILE* info = fopen("/proc/cpuinfo", "r");
+    if (info != NULL) {
+        while (mhz == 0 && fgets(line, sizeof line, info) != NULL)
+            if (strncmp(line, "cpu MHz", 7) == 0 && strchr(line, ':') != NULL) mhz = atof(strchr(line, ':') + 1);
+        fclose(info);
+    }
+    out[0] = '\0';
+    if (f & LUM_CPU_AVX512F) {
+        n += (size_t)snprintf(out + n, room - n, "AVX-512");
+        for (i = 0; i < sizeof kSubsets / sizeof kSubsets[0] && n < room; ++i)
+            if (f & kSubsets[i].mask) n += (size_t)snprintf(out + n, room - n, "%s%s", i ? "/" : " ", kSubsets[i].name);
+    } else {
+        n += (size_t)snprintf(out + n, room - n, "%s", f & LUM_CPU_AVX2 ? "AVX2" : "no AVX2");
+    }
+    for (i = 0; i < sizeof kOthers / sizeof kOthers[0] && n < room; ++i)
+        if (f & kOthers[i].mask) n += (size_t)snprintf(out + n, room - n, ", %s", kOthers[i].name);
+    if (n < room) n += (size_t)snprintf(out + n, room - n, "; %ld cores", sysconf(_SC_NPROCESSORS_ONLN));
+    if (n < room && mhz > 0) n += (size_t)snprintf(out + n, room - n, " at %.0f MHz", mhz);
+    if (n < room && lumGetMaxCacheSizeB(&cache) == 0)
+        snprintf(out + n, room - n, "; largest cache %d KiB", (int)(cache / 1024));
 }
 
 /* Runs checksum k over buf[0, size) and returns its value; adds the time taken. */
@@ -117,7 +163,11 @@ static int sum(int argc, char** argv) {
     printf("%-40s %12.0f", "throughput (GB/s)", total);
     for (k = 0; k < kChecksums; ++k)
         printf("  %8.1f%s", seconds[k] > 0 ? total / seconds[k] / 1e9 : 0.0, k == 2 ? " " : "");
-    printf("\n%s %s\n", lumdcGetLibVersion()->name, lumdcGetLibVersion()->version);
+    {
+        char desc[512];
+        describeMachine(desc, sizeof desc);
+        printf("\n%s %s\nmachine: %s\n", lumdcGetLibVersion()->name, lumdcGetLibVersion()->version, desc);
+    }
     return failures == 0 ? 0 : 1;
 }
 

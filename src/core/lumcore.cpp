@@ -111,13 +111,16 @@ uint64_t effective() {
     return e;
 }
 
-// Largest data or unified cache from the deterministic cache leaves (Intel leaf 4,
-// AMD 0x8000001D, same layout); the legacy AMD leaf 0x80000006 as a last resort.
+// Largest data or unified cache. Leaf 4 (deterministic cache parameters) and
+// extended leaf 0x8000001D (cache topology) describe one cache per subleaf in the
+// same layout; a processor implements one or the other, and leaves the one it lacks
+// reading as no cache. Extended leaf 0x80000006 (L2 and L3 size fields) is the last
+// resort for processors that have neither.
 int64_t detectCacheSize() {
     unsigned a, b, c, d;
     if (!__get_cpuid(0, &a, &b, &c, &d)) return -1;
     const unsigned maxLeaf = a;
-    const bool amd = b == 0x68747541u;  // "Auth"enticAMD
+    const unsigned maxExtLeaf = __get_cpuid_max(0x80000000u, nullptr);
     int64_t best = -1;
     auto scan = [&](unsigned leaf) {
         for (unsigned sub = 0; sub < 16; ++sub) {
@@ -133,16 +136,18 @@ int64_t detectCacheSize() {
             if (size > best) best = size;
         }
     };
-    if (!amd && maxLeaf >= 4) scan(4);
-    if (best < 0 && amd) {
-        if (__get_cpuid(0x80000000u, &a, &b, &c, &d) && a >= 0x8000001Du) scan(0x8000001Du);
-        if (best < 0 && a >= 0x80000006u) {
-            __cpuid(0x80000006u, a, b, c, d);
-            const int64_t l2 = int64_t(c >> 16) * 1024;
-            const int64_t l3 = int64_t(d >> 18) * 512 * 1024;
-            best = l3 > l2 ? l3 : l2;
-            if (best == 0) best = -1;
-        }
+    if (maxLeaf >= 4) scan(4);
+    // Leaf 0x8000001D is defined only with the topology extensions (0x80000001 ECX bit 22).
+    if (best < 0 && maxExtLeaf >= 0x8000001Du) {
+        __cpuid(0x80000001u, a, b, c, d);
+        if (bit(c, 22)) scan(0x8000001Du);
+    }
+    if (best < 0 && maxExtLeaf >= 0x80000006u) {
+        __cpuid(0x80000006u, a, b, c, d);
+        const int64_t l2 = int64_t(c >> 16) * 1024;
+        const int64_t l3 = int64_t(d >> 18) * 512 * 1024;
+        best = l3 > l2 ? l3 : l2;
+        if (best == 0) best = -1;
     }
     if (best > INT32_MAX) best = INT32_MAX;
     return best;
