@@ -7,7 +7,7 @@ set -euo pipefail
 packages=(
   g++ cmake ninja-build pkg-config clang libclang-rt-14-dev python3
   libgtest-dev libbenchmark-dev
-  zlib1g-dev libdeflate-dev libisal-dev liblz4-dev liblzo2-dev libbz2-dev libzfp-dev libdivsufsort-dev
+  gzip zlib1g-dev libdeflate-dev libisal-dev liblz4-dev liblzo2-dev libbz2-dev libzfp-dev libdivsufsort-dev
 )
 
 missing=()
