@@ -360,6 +360,57 @@ LUMDC_API LumStatus lumsDeflateLZ77Fastest_8u(const uint8_t** ppSrc, uint32_t* p
                                              const LumDeflateHuffEntry* pDistCodes, uint8_t* pDst, int32_t* pDstLen,
                                              uint16_t* pBitBuf, uint32_t* pBitCount, int32_t flush);
 
+/* ---- Inflation -------------------------------------------------------------------
+ * A raw Deflate (RFC 1951) decoder that stops and resumes at any byte of input and
+ * of output. Everything that must survive between calls (pending bits, the block
+ * being decoded, a partly read header, a match cut by the end of the room) lives
+ * in the caller's LumInflateState; the history lives in the caller's destination.
+ *
+ * Calling sequence: zero a LumInflateState (all zero bytes are a fresh stream),
+ * then call lumsInflate_8u with more input on 32 and more room on 33 until it
+ * returns 0 at the end of the final block. Output goes to dst[*pDstIdx, dstLen);
+ * matches may reach back into dst[0, *pDstIdx), so a caller that reuses its buffer
+ * keeps the last 32 KiB of output (or all of it, if less) in front of the index.
+ * At the end of the stream the bytes after it are not consumed: *ppSrc points just
+ * past the final block (zlib and gzip trailers, further gzip members). For another
+ * stream, zero the state again.
+ *
+ * A caller that parses block headers itself builds the block's tables with
+ * lumsInflateBuildHuffTable, stores the bits it has read beyond the header in
+ * bitBuf/bitCount, and calls lumsInflate_8u with the source at the next byte: the
+ * body is decoded up to its end-of-block code, where the call returns 0 and the
+ * state expects a block header next. */
+typedef struct LumInflateState {
+    uint64_t bitBuf;       /* input bits taken but not yet used, lowest first */
+    uint32_t bitCount;     /* how many (0..63) */
+    uint32_t reserved;     /* zero */
+    uint64_t opaque[1214]; /* the decoder's own (9728 bytes in all, 8-byte aligned) */
+} LumInflateState;
+
+/* Decodes *ppSrc[0, *pSrcLen) into dst[*pDstIdx, dstLen); *ppSrc, *pSrcLen and
+ * *pDstIdx advance by what was consumed and produced. 0 at the end of the stream
+ * (and at once on later calls), 32 when the source is used up first, 33 when the
+ * destination is full with output still to come. -2 invalid data (a reserved block
+ * type, a stored length whose complement disagrees, a code that is not in the
+ * block's code, a distance reaching before dst[0] or past 32768 bytes of history,
+ * more than 286 literal/length or 30 distance codes, a repeat with nothing to
+ * repeat or running past the lengths, no end-of-block code); -200 code lengths
+ * that over- or under-subscribe their code (a single distance code, or none for a
+ * block without matches, is allowed, as zlib allows it). After an error the state
+ * keeps returning it. -8 null pointer, -6 *pDstIdx > dstLen. */
+LUMDC_API LumStatus lumsInflate_8u(const uint8_t** ppSrc, uint32_t* pSrcLen, uint8_t* pDst, uint32_t* pDstIdx,
+                                   uint32_t dstLen, LumInflateState* pState);
+
+/* Decoding tables for one block from its code lengths: lens[0, numLit) for the
+ * literal/length alphabet and lens[numLit, numLit + numDist) for distances, each
+ * 0..15 (the fixed code is 288 lengths and 32). The state then decodes that block's
+ * body, as described above. -8 null pointer, -6 numLit outside 257..288 or numDist
+ * outside 1..32, -200 lengths above 15, over- or under-subscribed codes (with
+ * zlib's exceptions: one distance code of length 1, or none), or no code for
+ * end-of-block. The state is unchanged on an error. */
+LUMDC_API LumStatus lumsInflateBuildHuffTable(const uint8_t* pLens, int32_t numLit, int32_t numDist,
+                                              LumInflateState* pState);
+
 /* ---- LZSS ---------------------------------------------------------------------
  * A streaming LZSS codec over a 32 KiB window. The stream is a sequence of items
  * packed most significant bit first with no gaps and no end marker: a literal is
@@ -367,10 +418,10 @@ LUMDC_API LumStatus lumsDeflateLZ77Fastest_8u(const uint8_t** ppSrc, uint32_t* p
  * 1..32767) and the length minus 3 (8 bits: 3..258). The encoder matches greedily
  * over hash chains (16 candidates at most). Both directions run over any number of
  * calls on one record: the encoder holds back its last 260 bytes of input until
- * more arrives or the flush, so its stream does not depend on how the input was
- * split; the decoder keeps a partial item's bits, the rest of a match that did
- * not fit, and the last 32 KiB of output, so any split of either buffer gives
- * the same output. Pointers and lengths advance by what each call used. */
+ * more arrives or the flush, so its stream does not depend on how either buffer
+ * was split, down to single bytes; the decoder keeps a partial item's bits, the
+ * rest of a match that did not fit, and the last 32 KiB of output, so any split
+ * of either buffer gives the same output. Pointers and lengths advance by what each call used. */
 typedef struct LumLzssState LumLzssState; /* 327744 bytes, 8-byte aligned, either direction */
 
 /* *pSize = 327744. -8 for a null pointer. */
@@ -378,11 +429,16 @@ LUMDC_API LumStatus lumsLZSSGetSize_8u(int32_t* pSize);
 /* Start a stream in the given direction. -8 for a null pointer. */
 LUMDC_API LumStatus lumsEncodeLZSSInit_8u(LumLzssState* pState);
 LUMDC_API LumStatus lumsDecodeLZSSInit_8u(LumLzssState* pState);
-/* Takes all of *ppSrc[0, *pSrcLen) into the record and writes the items that are
- * ready to *ppDst[0, *pDstLen). A destination of length 0 returns 33 at once, a
- * source of length 0 returns 0 at once; 33 when the destination filled up with
- * work left (call again with more room), else 0. -8 null pointer, -6 a negative
- * length. */
+/* Codes *ppSrc[0, *pSrcLen) into *ppDst[0, *pDstLen) as far as the room goes. The
+ * encoder consumes what it codes plus a held-back look-ahead of at most 260 bytes
+ * (the longest match and the hashing of its last positions), never more, whatever
+ * the room. When the destination fills, the rest of the source stays unconsumed
+ * and the call returns 33 (call again with more room); a call that consumed its
+ * whole source returns 0, and bits that did not fit stay pending in the record
+ * (at most 31) for the next call or the flush. So 33 comes only with source left:
+ * loop while source is left, then flush. A source of length 0 returns 0 at once,
+ * else a destination of length 0 returns 33 at once. -8 null pointer, -6 a
+ * negative length. */
 LUMDC_API LumStatus lumsEncodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst, int32_t* pDstLen,
                                       LumLzssState* pState);
 /* Ends the stream: codes the input held back, then writes the pending bits as
