@@ -1,0 +1,3 @@
+# Inflation tests: the peers' streams, splits, hand-made edges, bad data.
+pkg_check_modules(LIBDEFLATE REQUIRED IMPORTED_TARGET libdeflate)
+lumdc_test(inflate_test deflate/inflate_test.cpp LIBS ZLIB::ZLIB PkgConfig::LIBDEFLATE PkgConfig::ISAL)
