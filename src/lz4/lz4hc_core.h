@@ -44,9 +44,9 @@ constexpr size_t kOptWindow = 4096;
 
 struct HcLevel {
     uint32_t attempts;    // candidates examined per search
-    uint32_t sufficient;  // a match this long ends the search (and, when optimal, the window)
+    uint32_t sufficient;  // lazy: a match this long ends the search; optimal: it is taken at once
     bool optimal;
-    bool everyPosition;  // optimal: search every position, not only those that may reach further
+    bool everyPosition;  // optimal: every match counts, not only those that reach further
 };
 
 constexpr HcLevel kHcLevels[13] = {
@@ -488,7 +488,10 @@ last:
     return {size_t(anchor - src) + lit, out.produced()};
 }
 
-// Levels 10 to 12.
+// Levels 10 to 12. A search runs through all its candidates: stopping at the
+// first match of `sufficient` bytes would take it instead of a longer one (xml at
+// level 10: 2% larger), and a match that long is rare enough that the rest of
+// its walk costs little.
 template <class Ops>
 EncodeResult encodeOptimal(const HcJob& job, const HcLevel& level, OptNode* opt) {
     const uint8_t* const src = job.src;
@@ -505,7 +508,7 @@ EncodeResult encodeOptimal(const HcJob& job, const HcLevel& level, OptNode* opt)
         const uint8_t* const extendLimit = end - kMatchEndMargin;
         const uint8_t* p = src;
         while (p < matchLimit) {
-            const HcMatch first = matcher.longest(p, kMinMatch - 1, extendLimit, level.attempts, level.sufficient);
+            const HcMatch first = matcher.longest(p, kMinMatch - 1, extendLimit, level.attempts, SIZE_MAX);
             if (first.len == 0) {
                 ++p;
                 continue;
@@ -543,16 +546,17 @@ EncodeResult encodeOptimal(const HcJob& job, const HcLevel& level, OptNode* opt)
                 if (cur == 0) continue;
                 const uint8_t* q = p + cur;
                 if (q >= matchLimit) continue;
-                // Outside the top level, only positions that may reach past `last`
-                // are searched, and none whose next position is already reached no
-                // dearer while a match from here could hardly pay off.
-                if (!level.everyPosition) {
-                    touch(cur + kMinMatch);
-                    if (opt[cur + 1].price <= opt[cur].price && opt[cur + kMinMatch].price < opt[cur].price + 3)
-                        continue;
-                }
+                // A match of 5 bytes or more from cur has its tail from cur + 1: the
+                // same offset, one byte shorter, to the same end, and a match's price
+                // depends only on its length and never falls as it grows. So when
+                // cur + 1 is reached no dearer than cur, a search here could add
+                // only a 4-byte match; inside a long match, where every position
+                // costs the same, none is searched (levels 10-12 within 0.01% of
+                // searching all of them, and several times faster on xml).
+                if (opt[cur + 1].price <= opt[cur].price) continue;
+                // Below the top level, only matches that reach past `last` count.
                 const size_t minLen = level.everyPosition ? kMinMatch - 1 : last - cur;
-                const HcMatch m = matcher.longest(q, minLen, extendLimit, level.attempts, level.sufficient);
+                const HcMatch m = matcher.longest(q, minLen, extendLimit, level.attempts, SIZE_MAX);
                 if (m.len == 0) continue;
                 // A match too long for this window closes it here: the next window
                 // starts at cur, finds the match again and weighs it against the
