@@ -87,6 +87,17 @@ void slide(Header& h) {
     h.filled -= shift;
 }
 
+// How much input one go of the coder may use with `room` bytes of output: at
+// most 86 bytes per byte written (a 24-bit match item codes 258), one item more
+// into the pending bits and the bits already pending, and the look-ahead behind
+// the last one. Taking no more keeps what is copied in and handed back per call
+// in proportion to the output when the caller's pieces of output are small.
+uint32_t wanted(const Header& h, uint32_t room) {
+    const uint64_t reach = uint64_t(room) * (8 * kMaxMatch / 24) + 3 * kMaxMatch + kLookahead;
+    const uint64_t ahead = h.filled - h.cursor;
+    return uint32_t(std::min<uint64_t>(reach - ahead, kBufferBytes));
+}
+
 }  // namespace
 }  // namespace lumdc::lzss
 
@@ -118,8 +129,12 @@ LumStatus lumsDecodeLZSSInit_8u(LumLzssState* pState) {
 
 LumStatus lumsEncodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst, int32_t* pDstLen,
                             LumLzssState* pState) {
-    if (const LumStatus st = checkCall(ppSrc, pSrcLen, ppDst, pDstLen, pState); st != lumStatusOk) return st;
+    const LumStatus check = checkCall(ppSrc, pSrcLen, ppDst, pDstLen, pState);
+    if (check < 0) return check;
+    // With nothing to take, nothing is left over: 33 would ask for room with no
+    // source behind it.
     if (*pSrcLen == 0) return lumStatusOk;
+    if (check != lumStatusOk) return check;
     bind(pState);
     Header& h = *header(pState);
     const auto code = lumdc::pickVariant(kEncodeVariants)->code;
@@ -127,25 +142,33 @@ LumStatus lumsEncodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** p
     uint32_t left = uint32_t(*pSrcLen);
     uint8_t* dst = *ppDst;
     uint32_t room = uint32_t(*pDstLen);
-    LumStatus status = lumStatusOk;
+    Stop stop;
     for (;;) {
-        if (code(h, dst, room, false) == Stop::DstFull) {
-            status = lumStatusDstFull;
-            break;
-        }
-        if (left == 0) break;
-        if (h.filled == kBufferBytes) slide(h);
-        const uint32_t n = std::min(left, kBufferBytes - h.filled);
+        stop = code(h, dst, room, false);
+        if (stop == Stop::DstFull || left == 0) break;
+        if (h.filled == kBufferBytes) slide(h);  // the coder wants input: the cursor is near the end
+        const uint32_t n = std::min({left, kBufferBytes - h.filled, wanted(h, room)});
         std::memcpy(h.buffer + h.filled, src, n);
         h.filled += n;
         src += n;
         left -= n;
     }
+    // What lies beyond the look-ahead of the last position coded goes back to the
+    // caller: it was all taken in this call (the call began with no more than the
+    // look-ahead in the buffer), and it is still in the caller's source.
+    if (const uint32_t ahead = h.filled - h.cursor; ahead > kLookahead) {
+        const uint32_t back = ahead - kLookahead;
+        h.filled -= back;
+        src -= back;
+        left += back;
+    }
     *ppSrc = src;
     *pSrcLen = int32_t(left);
     *ppDst = dst;
     *pDstLen = int32_t(room);
-    return status;
+    // A full output with the whole source taken is not worth a warning: the bits
+    // that did not fit wait in the record for the next call or the flush.
+    return stop == Stop::DstFull && left != 0 ? lumStatusDstFull : lumStatusOk;
 }
 
 LumStatus lumsEncodeLZSSFlush_8u(uint8_t** ppDst, int32_t* pDstLen, LumLzssState* pState) {

@@ -94,10 +94,28 @@ Bytes bookDecode(const Bytes& stream) {
     return out;
 }
 
+// The encoder's side of the bargain, checked after every call: 33 only with
+// source left and the output used up, 0 only with the source all taken; input
+// taken in no more than 260 bytes beyond the positions coded (written or
+// pending), and no more than an item and a few bits pending. Returns what broke.
+std::string contractBreak(LumLzssState* record, LumStatus st, int32_t srcLeft, int32_t room, uint64_t taken) {
+    const auto& h = *reinterpret_cast<const lumdc::lzss::Header*>(record);
+    const uint64_t coded = h.position + h.cursor;
+    if (st != lumStatusOk && st != lumStatusDstFull) return "status " + std::to_string(st);
+    if (st == lumStatusDstFull && srcLeft == 0) return "33 with no source left";
+    if (st == lumStatusDstFull && room != 0) return "33 with " + std::to_string(room) + " bytes of room";
+    if (st == lumStatusOk && srcLeft != 0) return "0 with " + std::to_string(srcLeft) + " bytes of source left";
+    if (h.position + h.filled != taken) return "the record holds other input than was taken";
+    if (taken > coded + 260) return std::to_string(taken - coded) + " bytes taken beyond the coded ones";
+    if (h.bitCount < 0 || h.bitCount > 31) return std::to_string(h.bitCount) + " bits pending";
+    return {};
+}
+
 // Encodes with the source and destination cut into the given pieces (cycled),
-// then flushes, also in pieces.
+// then flushes, also in pieces. A broken contract fails the test and gives an
+// empty stream.
 Bytes encode(const Bytes& data, const std::vector<size_t>& srcPieces = {}, const std::vector<size_t>& dstPieces = {}) {
-    Record r;
+    static Record r;  // left as the last stream left it, which Init must not mind
     EXPECT_EQ(lumsEncodeLZSSInit_8u(r.get()), lumStatusOk);
     Bytes out(data.size() * 9 / 8 + 64);
     uint8_t* dst = out.data();
@@ -110,9 +128,11 @@ Bytes encode(const Bytes& data, const std::vector<size_t>& srcPieces = {}, const
         while (len > 0) {
             int32_t room = int32_t(std::min<size_t>(nextRoom(), out.data() + out.size() - dst));
             const LumStatus st = lumsEncodeLZSS_8u(&src, &len, &dst, &room, r.get());
-            EXPECT_TRUE(st == lumStatusOk || st == lumStatusDstFull) << st;
-            if (st == lumStatusOk) {
-                EXPECT_EQ(len, 0);
+            const std::string broken = contractBreak(r.get(), st, len, room, uint64_t(src - data.data()));
+            if (!broken.empty()) {
+                ADD_FAILURE() << broken << " after taking " << src - data.data() << " of " << data.size()
+                              << " bytes and writing " << dst - out.data();
+                return {};
             }
         }
         srcLeft -= piece;
@@ -122,6 +142,7 @@ Bytes encode(const Bytes& data, const std::vector<size_t>& srcPieces = {}, const
         const LumStatus st = lumsEncodeLZSSFlush_8u(&dst, &room, r.get());
         if (st == lumStatusOk) break;
         EXPECT_EQ(st, lumStatusDstFull);
+        if (st != lumStatusDstFull) return {};
     }
     out.resize(size_t(dst - out.data()));
     return out;
@@ -246,6 +267,9 @@ TEST(LzssStatus, ArgumentsAndEmptyBuffers) {
     dstLen = 8, srcLen = 0;
     EXPECT_EQ(lumsEncodeLZSS_8u(&src, &srcLen, &dst, &dstLen, r.get()), lumStatusOk);
     EXPECT_EQ(dstLen, 8);
+    dstLen = 0;  // no source left, so no call for room
+    EXPECT_EQ(lumsEncodeLZSS_8u(&src, &srcLen, &dst, &dstLen, r.get()), lumStatusOk);
+    dstLen = 8;
     srcLen = -1;
     EXPECT_EQ(lumsEncodeLZSS_8u(&src, &srcLen, &dst, &dstLen, r.get()), lumStatusSizeErr);
     EXPECT_EQ(lumsEncodeLZSS_8u(nullptr, &srcLen, &dst, &dstLen, r.get()), lumStatusNullPtr);
@@ -364,6 +388,56 @@ TEST(LzssRoundTrip, ByteAtATimeAndTheCorpus) {
         ASSERT_TRUE(p.error.empty()) << file << ": " << p.error;
         ASSERT_EQ(p.out, data) << file;
         ASSERT_EQ(decode(stream, data.size(), {70001}, {65536}), data) << file;
+    }
+}
+
+// The case that once returned 33 with the source all taken: 200 kB of text into
+// 16-byte pieces of output, the source given whole each time. The first call
+// takes what its 16 bytes code and the look-ahead, the rest stays with the caller.
+TEST(LzssStreaming, SmallOutputPiecesTakeOnlyWhatTheyCode) {
+    auto rng = lumtest::makeRng(85);
+    const Bytes text = lumtest::textLike(rng, 200000);
+    Record r;
+    ASSERT_EQ(lumsEncodeLZSSInit_8u(r.get()), lumStatusOk);
+    Bytes out(text.size() * 9 / 8 + 64);
+    const uint8_t* src = text.data();
+    uint8_t* dst = out.data();
+    int32_t len = int32_t(text.size()), room = 16;
+    ASSERT_EQ(lumsEncodeLZSS_8u(&src, &len, &dst, &room, r.get()), lumStatusDstFull);
+    EXPECT_EQ(room, 0);
+    // No more than 16 bytes and the pending bits hold, all of them longest matches.
+    EXPECT_LE(src - text.data(), (16 * 8 + 31) / 24 * 258 + 260);
+    EXPECT_EQ(contractBreak(r.get(), lumStatusDstFull, len, room, uint64_t(src - text.data())), "");
+    LumStatus st = lumStatusDstFull;
+    while (len > 0) {
+        room = 16;
+        st = lumsEncodeLZSS_8u(&src, &len, &dst, &room, r.get());
+        ASSERT_EQ(contractBreak(r.get(), st, len, room, uint64_t(src - text.data())), "");
+    }
+    EXPECT_EQ(st, lumStatusOk);
+    for (room = 16; lumsEncodeLZSSFlush_8u(&dst, &room, r.get()) == lumStatusDstFull;) room = 16;
+    out.resize(size_t(dst - out.data()));
+    EXPECT_EQ(out, encode(text));
+}
+
+// One byte of output per call over sources of every size up to 2 KiB and a
+// spread of sizes up to 300 kB (the contract is checked after every call by
+// encode()); some sources come in pieces too, down to one byte.
+TEST(LzssStreaming, OneByteOutputPiecesOverEverySize) {
+    auto rng = lumtest::makeRng(86);
+    std::vector<size_t> sizes;
+    for (size_t n = 1; n <= 2048; ++n) sizes.push_back(n);
+    for (double n = 2048; n < 300000; n *= 1.12) sizes.push_back(size_t(n) + rng() % 64);
+    sizes.push_back(300000);
+    for (size_t n : sizes) {
+        const int kind = int(n % 3);
+        const Bytes data = makeData(rng, kind, n);
+        const Bytes whole = encode(data);
+        ASSERT_EQ(encode(data, {}, {1}), whole) << "n " << n << " kind " << kind;
+        if (n % 16 == 0 || n > 2048) {
+            const auto pieces = n % 5 == 0 ? std::vector<size_t>{1} : lumtest::randomSplit(rng, n, 60);
+            ASSERT_EQ(encode(data, pieces, {1}), whole) << "n " << n << " kind " << kind << " in pieces";
+        }
     }
 }
 
