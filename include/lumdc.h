@@ -421,7 +421,8 @@ LUMDC_API LumStatus lumsInflateBuildHuffTable(const uint8_t* pLens, int32_t numL
  * more arrives or the flush, so its stream does not depend on how either buffer
  * was split, down to single bytes; the decoder keeps a partial item's bits, the
  * rest of a match that did not fit, and the last 32 KiB of output, so any split
- * of either buffer gives the same output. Pointers and lengths advance by what each call used. */
+ * of either buffer gives the same output. Pointers and lengths advance by what
+ * each call used. */
 typedef struct LumLzssState LumLzssState; /* 327744 bytes, 8-byte aligned, either direction */
 
 /* *pSize = 327744. -8 for a null pointer. */
