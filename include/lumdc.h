@@ -384,7 +384,7 @@ typedef struct LumInflateState {
     uint64_t bitBuf;       /* input bits taken but not yet used, lowest first */
     uint32_t bitCount;     /* how many (0..63) */
     uint32_t reserved;     /* zero */
-    uint64_t opaque[1214]; /* the decoder's own (9728 bytes in all, 8-byte aligned) */
+    uint64_t opaque[2046]; /* the decoder's own (16 KiB in all, 8-byte aligned) */
 } LumInflateState;
 
 /* Decodes *ppSrc[0, *pSrcLen) into dst[*pDstIdx, dstLen); *ppSrc, *pSrcLen and

@@ -26,12 +26,12 @@ constexpr uint32_t entryKind(uint32_t e) { return (e >> 5) & 7; }
 constexpr uint32_t entryExtra(uint32_t e) { return (e >> 8) & 15; }
 constexpr uint32_t entryValue(uint32_t e) { return e >> 16; }
 
-// Root table sizes: 10 bits cover nearly every literal/length code of real data
-// in one lookup while the table (with its subtables) stays within 6 KiB; 8 bits
-// do the same for distances. The sizes bound the largest tables any lengths can
-// need with these roots (RFC 1951 alphabets, 15-bit codes), with room to spare.
-inline constexpr uint32_t kLitRootBits = 10, kDistRootBits = 8, kLenRootBits = 7;
-inline constexpr uint32_t kLitTableSize = 1536, kDistTableSize = 512, kLenTableSize = 128;
+// Root table sizes: 11 bits cover nearly every literal/length code of real data in
+// one lookup (image and table data too, whose literal codes run long) while the
+// table with its subtables stays within 10 KiB; 8 bits do the same for distances. The sizes bound the largest tables
+// any lengths can need with these roots (RFC 1951 alphabets, 15-bit codes), with room to spare.
+inline constexpr uint32_t kLitRootBits = 11, kDistRootBits = 8, kLenRootBits = 7;
+inline constexpr uint32_t kLitTableSize = 2560, kDistTableSize = 512, kLenTableSize = 128;
 
 enum Mode : uint32_t {
     kHeader = 0,  // zero: a zeroed record starts here

@@ -30,62 +30,89 @@ FastExit decodeFast(Run& r, const State& s) {
     uint8_t* const outLimit = r.outEnd - kFastDstMargin;
     const uint32_t* const lit = s.litTable;
     const uint32_t* const dist = s.distTable;
+    constexpr uint64_t kLitMask = (1u << kLitRootBits) - 1, kDistMask = (1u << kDistRootBits) - 1;
     FastExit exit = FastExit::Margin;
 
-    while (src <= srcLimit && out <= outLimit) {
-        // Whole bytes only: the bits above `count` are those of the next byte, which
-        // the next load ORs in again unchanged.
+    // Whole bytes only: the bits above `count` are those of the next byte, which
+    // the next load ORs in again unchanged.
+    auto refill = [&] {
         bits |= load64(src) << count;
         src += (63 - count) >> 3;
         count |= 56;
+    };
+    auto consume = [&](uint32_t n) {
+        bits >>= n;
+        count -= n;
+    };
 
-        uint32_t e = lit[bits & ((1u << kLitRootBits) - 1)];
-        if (entryKind(e) == kSubtable) e = lit[entryValue(e) + ((bits >> kLitRootBits) & ((1u << entryExtra(e)) - 1))];
-        const uint32_t kind = entryKind(e);
-        bits >>= entryLen(e);
-        count -= entryLen(e);
+    if (src > srcLimit || out > outLimit) goto done;
+    refill();
+    // `e` is always the entry of the next item, looked up before the item starts,
+    // and every item starts with 56 or more bits at hand.
+    for (uint32_t e = lit[bits & kLitMask];;) {
+        uint32_t kind = entryKind(e);
+        if (kind == kSubtable) {
+            e = lit[entryValue(e) + ((bits >> kLitRootBits) & ((1u << entryExtra(e)) - 1))];
+            kind = entryKind(e);
+        }
         if (kind == kLiteral) {
+            // Up to three literals from one refill (15 + 11 + 11 bits at most, and
+            // 19 left for the next lookup): literal runs are most of text.
             *out++ = uint8_t(entryValue(e));
-            // A second literal from the same refill (41 or more bits are left, and a
-            // root entry is at most 10): literal runs are most of text.
-            const uint32_t e2 = lit[bits & ((1u << kLitRootBits) - 1)];
-            if (entryKind(e2) == kLiteral) {
-                *out++ = uint8_t(entryValue(e2));
-                bits >>= entryLen(e2);
-                count -= entryLen(e2);
+            consume(entryLen(e));
+            e = lit[bits & kLitMask];
+            if (entryKind(e) == kLiteral) {
+                *out++ = uint8_t(entryValue(e));
+                consume(entryLen(e));
+                e = lit[bits & kLitMask];
+                if (entryKind(e) == kLiteral) {
+                    *out++ = uint8_t(entryValue(e));
+                    consume(entryLen(e));
+                    e = lit[bits & kLitMask];
+                }
             }
+            if (src > srcLimit || out > outLimit) break;
+            refill();
             continue;
         }
         if (kind != kLength) {
-            exit = kind == kEndOfBlock ? FastExit::EndOfBlock : FastExit::BadData;
+            if (kind == kEndOfBlock) {
+                consume(entryLen(e));
+                exit = FastExit::EndOfBlock;
+            } else {
+                exit = FastExit::BadData;
+            }
             break;
         }
+        consume(entryLen(e));
         const uint32_t length = entryValue(e) + uint32_t(bits & ((1u << entryExtra(e)) - 1));
-        bits >>= entryExtra(e);
-        count -= entryExtra(e);
-
-        uint32_t d = dist[bits & ((1u << kDistRootBits) - 1)];
+        consume(entryExtra(e));
+        uint32_t d = dist[bits & kDistMask];
         if (entryKind(d) == kSubtable)
             d = dist[entryValue(d) + ((bits >> kDistRootBits) & ((1u << entryExtra(d)) - 1))];
         if (entryKind(d) != kLength) {
             exit = FastExit::BadData;
             break;
         }
-        bits >>= entryLen(d);
-        count -= entryLen(d);
+        consume(entryLen(d));
         const uint32_t distance = entryValue(d) + uint32_t(bits & ((1u << entryExtra(d)) - 1));
-        bits >>= entryExtra(d);
-        count -= entryExtra(d);
-        if (distance > size_t(out - r.dst)) {  // before the history: codes allow at most 32768
+        consume(entryExtra(d));
+        if (distance > size_t(out - r.dst)) {  // before the history (codes allow at most 32768)
             exit = FastExit::BadData;
             break;
         }
+        // The next item's entry is loaded before the copy, so the two overlap.
+        const bool more = src <= srcLimit;
+        if (more) refill();
+        e = lit[bits & kLitMask];
         Copies::copyMatch(out, distance, length);
         out += length;
+        if (!more || out > outLimit) break;
     }
+done:
     // Hand back only the bits counted: the careful loop adds bytes above them.
     r.src = src;
-    r.bitBuf = count == 64 ? bits : bits & ((uint64_t(1) << count) - 1);
+    r.bitBuf = count >= 64 ? bits : bits & ((uint64_t(1) << count) - 1);
     r.bitCount = count;
     r.out = out;
     return exit;
