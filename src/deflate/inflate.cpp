@@ -97,7 +97,7 @@ LumStatus buildTable(Alphabet a, const uint8_t* lens, uint32_t n, uint32_t* tabl
     for (uint32_t p = 0; p < rootSize; ++p) {
         if (subBits[p] == 0) continue;
         subOffset[p] = end;
-        table[p] = entry(rootBits, kSubtable, subBits[p], end);
+        table[p] = subtableEntry(rootBits, subBits[p], end);
         end += 1u << subBits[p];
         if (end > tableSize) return lumStatusHuffCodeErr;  // beyond any RFC 1951 code: cannot happen
     }
@@ -152,13 +152,13 @@ struct Input {
 // Looks a code up in a table from `skip` bits on; false when its bits are not all
 // at hand yet.
 bool lookup(Input& in, const uint32_t* table, uint32_t rootBits, uint32_t skip, uint32_t& e) {
-    in.toward(skip + 15);
+    in.toward(skip + 28);  // a 15-bit code and 13 extra bits
     const uint64_t bits = in.buf >> skip;
     const uint32_t avail = in.count - skip;
     e = table[bits & ((1u << rootBits) - 1)];
     if (entryKind(e) == kSubtable) {
         if (avail < rootBits) return false;
-        e = table[entryValue(e) + ((bits >> rootBits) & ((1u << entryExtra(e)) - 1))];
+        e = table[entryValue(e) + ((bits >> rootBits) & ((1u << entrySubBits(e)) - 1))];
     }
     return entryLen(e) <= avail;
 }
@@ -350,17 +350,14 @@ Step Decoder::body() {
             in_.drop(entryLen(e));
             continue;
         }
+        // lookup() made sure each entry's code and extra bits are at hand.
+        const uint32_t length = entryValue(e) + extraValue(in_.buf, e);
         uint32_t used = entryLen(e);
-        if (!in_.need(used + entryExtra(e))) return Step::NeedInput;
-        const uint32_t length = entryValue(e) + in_.peek(entryExtra(e), used);
-        used += entryExtra(e);
         uint32_t d;
         if (!lookup(in_, s_.distTable, kDistRootBits, used, d)) return Step::NeedInput;
         if (entryKind(d) != kLength) return fail(lumStatusDataErr);
+        const uint32_t distance = entryValue(d) + extraValue(in_.buf >> used, d);
         used += entryLen(d);
-        if (!in_.need(used + entryExtra(d))) return Step::NeedInput;
-        const uint32_t distance = entryValue(d) + in_.peek(entryExtra(d), used);
-        used += entryExtra(d);
         if (!distanceOk(distance)) return fail(lumStatusDataErr);
         if (out_ == outEnd_) return Step::NeedRoom;
         in_.drop(used);

@@ -10,21 +10,33 @@
 
 namespace lumdc::inflate {
 
-// Decoding table entries, 32 bits: the bits a lookup consumes, what the code
-// means, the extra bits that follow it, and a value.
-//   bits 0-4   code length (a subtable pointer: the root table's bits)
-//   bits 5-7   kind
-//   bits 8-11  extra bits (a subtable pointer: the subtable's index bits)
+// Decoding table entries, 32 bits, laid out so that one item costs one shift of
+// the bit buffer: the bits it consumes (its code and the extra bits after it),
+// the code's own length (where the extra bits start), what it means, and a value.
+//   bits 0-7   bits consumed: code length + extra bits (a subtable pointer: the
+//              root table's bits)
+//   bits 8-11  code length (a subtable pointer: the subtable's index bits)
+//   bits 12-14 kind
 //   bits 16-31 literal byte, base length, base distance or subtable offset
 enum Kind : uint32_t { kLiteral = 0, kLength = 1, kEndOfBlock = 2, kSubtable = 3, kInvalid = 4 };
 
-constexpr uint32_t entry(uint32_t len, Kind kind, uint32_t extra, uint32_t value) {
-    return len | uint32_t(kind) << 5 | extra << 8 | value << 16;
+constexpr uint32_t entry(uint32_t codeLen, Kind kind, uint32_t extra, uint32_t value) {
+    return (codeLen + extra) | codeLen << 8 | uint32_t(kind) << 12 | value << 16;
 }
-constexpr uint32_t entryLen(uint32_t e) { return e & 31; }
-constexpr uint32_t entryKind(uint32_t e) { return (e >> 5) & 7; }
-constexpr uint32_t entryExtra(uint32_t e) { return (e >> 8) & 15; }
+constexpr uint32_t subtableEntry(uint32_t rootBits, uint32_t subBits, uint32_t offset) {
+    return rootBits | subBits << 8 | uint32_t(kSubtable) << 12 | offset << 16;
+}
+constexpr uint32_t entryLen(uint32_t e) { return e & 0xFF; }
+constexpr uint32_t entryCodeLen(uint32_t e) { return (e >> 8) & 15; }
+constexpr uint32_t entryKind(uint32_t e) { return (e >> 12) & 7; }
+constexpr uint32_t entryExtra(uint32_t e) { return entryLen(e) - entryCodeLen(e); }
 constexpr uint32_t entryValue(uint32_t e) { return e >> 16; }
+constexpr uint32_t entrySubBits(uint32_t e) { return (e >> 8) & 15; }
+
+// The value of an entry's extra bits, from the bit buffer at the entry's code.
+constexpr uint32_t extraValue(uint64_t bits, uint32_t e) {
+    return uint32_t((bits & ((uint64_t(1) << entryLen(e)) - 1)) >> entryCodeLen(e));
+}
 
 // Root table sizes: 11 bits cover nearly every literal/length code of real data in
 // one lookup (image and table data too, whose literal codes run long) while the

@@ -52,7 +52,7 @@ FastExit decodeFast(Run& r, const State& s) {
     for (uint32_t e = lit[bits & kLitMask];;) {
         uint32_t kind = entryKind(e);
         if (kind == kSubtable) {
-            e = lit[entryValue(e) + ((bits >> kLitRootBits) & ((1u << entryExtra(e)) - 1))];
+            e = lit[entryValue(e) + ((bits >> kLitRootBits) & ((1u << entrySubBits(e)) - 1))];
             kind = entryKind(e);
         }
         if (kind == kLiteral) {
@@ -84,19 +84,17 @@ FastExit decodeFast(Run& r, const State& s) {
             }
             break;
         }
+        const uint32_t length = entryValue(e) + extraValue(bits, e);
         consume(entryLen(e));
-        const uint32_t length = entryValue(e) + uint32_t(bits & ((1u << entryExtra(e)) - 1));
-        consume(entryExtra(e));
         uint32_t d = dist[bits & kDistMask];
         if (entryKind(d) == kSubtable)
-            d = dist[entryValue(d) + ((bits >> kDistRootBits) & ((1u << entryExtra(d)) - 1))];
+            d = dist[entryValue(d) + ((bits >> kDistRootBits) & ((1u << entrySubBits(d)) - 1))];
         if (entryKind(d) != kLength) {
             exit = FastExit::BadData;
             break;
         }
+        const uint32_t distance = entryValue(d) + extraValue(bits, d);
         consume(entryLen(d));
-        const uint32_t distance = entryValue(d) + uint32_t(bits & ((1u << entryExtra(d)) - 1));
-        consume(entryExtra(d));
         if (distance > size_t(out - r.dst)) {  // before the history (codes allow at most 32768)
             exit = FastExit::BadData;
             break;
