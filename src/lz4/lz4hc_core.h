@@ -182,6 +182,41 @@ public:
         return {bestLen, bestOffset};
     }
 
+    // From x on, the first position before `stop` that may start a match: one
+    // with a candidate whose 4 bytes equal its own among the first `attempts`
+    // of its chain (where longest() would find a match), or one this loop
+    // leaves to longest(): the start of a run word, or any position when
+    // entries ahead of x exist. Positions are entered as the loop passes them,
+    // `skip` without a search. Most positions of poorly compressible data find
+    // nothing: here the hash that enters a position also gives the head of its
+    // chain, and no call or set-up is spent per position.
+    const uint8_t* toCandidate(const uint8_t* x, const uint8_t* stop, const uint8_t* skip, uint32_t attempts) {
+        uint32_t pos = uint32_t(x - base_);
+        if (next_ > pos) return x;
+        enterUpTo(pos);
+        for (; x < stop; ++x, ++pos) {
+            const uint32_t word = load32le(x);
+            if (word == (word & 0xFF) * 0x01010101u) break;
+            const uint32_t h = hashOf(x);
+            const uint32_t prev = head_[h];  // the latest position before pos, plus one
+            const uint32_t gap = pos + 1 - prev;
+            chain_[pos & kChainMask] = uint16_t(gap > kMaxOffset ? kMaxOffset : gap);
+            head_[h] = pos + 1;
+            inRun_ = false;
+            if (x == skip) continue;
+            const int64_t lowest = lowestInReach(pos);
+            int64_t c = int64_t(prev) - 1;
+            for (uint32_t n = attempts; c >= lowest && n > 0; --n, c = before(c)) {
+                if (load32le(base_ + c) == word) {
+                    next_ = pos + 1;
+                    return x;
+                }
+            }
+        }
+        next_ = pos;
+        return x;
+    }
+
     const uint8_t* windowStart() const { return base_; }
 
 private:
@@ -374,6 +409,8 @@ EncodeResult encodeFrontier(const HcJob& job, const HcLevel& level, OptNode* opt
         const uint8_t* p = src;
         const uint8_t* searched = nullptr;  // where the last window's frontier search found nothing
         while (p < matchLimit) {
+            p = matcher.toCandidate(p, matchLimit, searched, level.attempts);
+            if (p == matchLimit) break;
             if (p == searched) {
                 ++p;
                 continue;
@@ -508,6 +545,8 @@ EncodeResult encodeOptimal(const HcJob& job, const HcLevel& level, OptNode* opt)
         const uint8_t* const extendLimit = end - kMatchEndMargin;
         const uint8_t* p = src;
         while (p < matchLimit) {
+            p = matcher.toCandidate(p, matchLimit, nullptr, level.attempts);
+            if (p == matchLimit) break;
             const HcMatch first = matcher.longest(p, kMinMatch - 1, extendLimit, level.attempts, SIZE_MAX);
             if (first.len == 0) {
                 ++p;
