@@ -268,9 +268,8 @@ LUMDC_API LumStatus lumsDeflateLZ77Slow_8u(const uint8_t** ppSrc, uint32_t* pSrc
  * the rolling 3-byte hash into the head table only (n = srcLen - 2), any other mode
  * the CRC-32C key into head and chain (n = srcLen - 3). Too short a source: 0 and
  * nothing done. -8 null pointer, -6 winSize or hashSize out of range. */
-LUMDC_API LumStatus lumsDeflateUpdateHash_8u(const uint8_t* pSrc, uint32_t srcIdx, uint32_t srcLen,
-                                             int32_t* pHashHead, uint32_t hashSize, int32_t* pHashPrev,
-                                             uint32_t winSize, uint32_t mode);
+LUMDC_API LumStatus lumsDeflateUpdateHash_8u(const uint8_t* pSrc, uint32_t srcIdx, uint32_t srcLen, int32_t* pHashHead,
+                                             uint32_t hashSize, int32_t* pHashPrev, uint32_t winSize, uint32_t mode);
 /* Preset dictionary: copies the last min(winSize, dictLen) bytes of dict to
  * pWindow[0, n) and, when n >= 258, enters positions 0 .. n - 258 as
  * lumsDeflateUpdateHash_8u does. Compression then starts at position n with the
@@ -306,18 +305,18 @@ LUMDC_API LumStatus lumsDeflateHuff_8u(const uint8_t* pLitSrc, const uint16_t* p
  * that every inflater accepts. Within a length, codes rise with the symbol, as
  * RFC 1951 derives them from the lengths. -8 null pointer. */
 LUMDC_API LumStatus lumsDeflateLZ77FastestGenHuffTable_8u(const LumDeflateHuffEntry* pLitFreq,
-                                                         const LumDeflateHuffEntry* pDistFreq,
-                                                         LumDeflateHuffEntry* pLitCodes,
-                                                         LumDeflateHuffEntry* pDistCodes);
+                                                          const LumDeflateHuffEntry* pDistFreq,
+                                                          LumDeflateHuffEntry* pLitCodes,
+                                                          LumDeflateHuffEntry* pDistCodes);
 /* Writes a dynamic-block header for the given codes (BFINAL = final != 0, BTYPE 2,
  * HLIT, HDIST, HCLEN, the code-length code, the lengths run-length coded with
  * symbols 16, 17 and 18) through the bit buffer convention of lumsDeflateHuff_8u.
  * The header takes at most 300 bytes; the caller guarantees them plus 4. -8 null
  * pointer, -5 a code length above 15. */
 LUMDC_API LumStatus lumsDeflateLZ77FastestGenHeader_8u(const LumDeflateHuffEntry* pLitCodes,
-                                                      const LumDeflateHuffEntry* pDistCodes, int32_t final,
-                                                      uint16_t* pBitBuf, uint32_t* pBitCount, uint8_t* pDst,
-                                                      uint32_t* pDstIdx);
+                                                       const LumDeflateHuffEntry* pDistCodes, int32_t final,
+                                                       uint16_t* pBitBuf, uint32_t* pBitCount, uint8_t* pDst,
+                                                       uint32_t* pDstIdx);
 
 /* A header and its codes made once and appended to many blocks. */
 typedef struct LumDeflatePrecompHeader {
@@ -333,14 +332,14 @@ typedef struct LumDeflatePrecompHeader {
  * header for them. A final block sets bit 0 of bits[0]. -8 null pHeader or one
  * frequency pointer null and the other not. */
 LUMDC_API LumStatus lumsDeflateLZ77FastestPrecompHeader_8u(const LumDeflateHuffEntry* pLitFreq,
-                                                          const LumDeflateHuffEntry* pDistFreq,
-                                                          LumDeflatePrecompHeader* pHeader);
+                                                           const LumDeflateHuffEntry* pDistFreq,
+                                                           LumDeflatePrecompHeader* pHeader);
 
 /* Adds to the frequency tables (saturating at 65535) the symbols the fastest
  * matcher would make of src[0, srcLen) with no history, so that codes can be built
  * from a sample or a first pass. -8 null pointer, -6 srcLen < 0. */
-LUMDC_API LumStatus lumsDeflateLZ77FastestGetStat_8u(const uint8_t* pSrc, int32_t srcLen,
-                                                    LumDeflateHuffEntry* pLitFreq, LumDeflateHuffEntry* pDistFreq);
+LUMDC_API LumStatus lumsDeflateLZ77FastestGetStat_8u(const uint8_t* pSrc, int32_t srcLen, LumDeflateHuffEntry* pLitFreq,
+                                                     LumDeflateHuffEntry* pDistFreq);
 
 /* One pass: one CRC-32C hash probe per position (matches of 4 to 258 bytes), each
  * literal or match written at once as codes from litCodes and distCodes, least-
@@ -355,10 +354,10 @@ LUMDC_API LumStatus lumsDeflateLZ77FastestGetStat_8u(const uint8_t* pSrc, int32_
  * literals. -8 null pointer, -6 winSize or hashSize out of range, -5 a literal or
  * the end-of-block symbol without a code (checked before anything is written). */
 LUMDC_API LumStatus lumsDeflateLZ77Fastest_8u(const uint8_t** ppSrc, uint32_t* pSrcLen, uint32_t* pSrcIdx,
-                                             const uint8_t* pWindow, int32_t winSize, int32_t* pHashHead,
-                                             int32_t hashSize, const LumDeflateHuffEntry* pLitCodes,
-                                             const LumDeflateHuffEntry* pDistCodes, uint8_t* pDst, int32_t* pDstLen,
-                                             uint16_t* pBitBuf, uint32_t* pBitCount, int32_t flush);
+                                              const uint8_t* pWindow, int32_t winSize, int32_t* pHashHead,
+                                              int32_t hashSize, const LumDeflateHuffEntry* pLitCodes,
+                                              const LumDeflateHuffEntry* pDistCodes, uint8_t* pDst, int32_t* pDstLen,
+                                              uint16_t* pBitBuf, uint32_t* pBitCount, int32_t flush);
 
 /* ---- Inflation -------------------------------------------------------------------
  * A raw Deflate (RFC 1951) decoder that stops and resumes at any byte of input and
