@@ -358,8 +358,8 @@ Step Decoder::body() {
         if (entryKind(d) != kLength) return fail(lumStatusDataErr);
         const uint32_t distance = entryValue(d) + extraValue(in_.buf >> used, d);
         used += entryLen(d);
+        if (out_ == outEnd_) return Step::NeedRoom;  // before the distance test, as zlib orders them
         if (!distanceOk(distance)) return fail(lumStatusDataErr);
-        if (out_ == outEnd_) return Step::NeedRoom;
         in_.drop(used);
         s_.matchLeft = length;
         s_.matchDist = distance;
