@@ -240,8 +240,22 @@ private:
                 if (next == 0 || !inRun || x[-1] != x[0]) {
                     inRun = true;
                     runFirst = next;
-                } else {
+                } else if (next + 16 >= pos || x[19] != x[0]) {
                     gap = next - runFirst;
+                } else {
+                    // A long run: its word goes on for as long as the bytes after
+                    // it repeat it (up to the last word before pos), and all those
+                    // positions share this hash and link to the run's first. They
+                    // are entered at once rather than each through a head that the
+                    // one before has just stored.
+                    const uint32_t last = next + uint32_t(Ops::extend(x + 4, x + 3, base_ + pos + 3));
+                    for (uint32_t i = next; i <= last; ++i) {
+                        const uint32_t d = i - runFirst;
+                        chain_[i & kChainMask] = uint16_t(d > kMaxOffset ? kMaxOffset : d);
+                    }
+                    head_[h] = last + 1;
+                    next = last;
+                    continue;
                 }
             } else {
                 inRun = false;
