@@ -1,3 +1,4 @@
 # Inflation tests: the peers' streams, splits, hand-made edges, bad data.
 pkg_check_modules(LIBDEFLATE REQUIRED IMPORTED_TARGET libdeflate)
 lumdc_test(inflate_test deflate/inflate_test.cpp LIBS ZLIB::ZLIB PkgConfig::LIBDEFLATE PkgConfig::ISAL)
+lumdc_test(deflate_reader_test deflate/reader_test.cpp LIBS lumcodec ZLIB::ZLIB)
