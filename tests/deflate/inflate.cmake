@@ -2,3 +2,4 @@
 pkg_check_modules(LIBDEFLATE REQUIRED IMPORTED_TARGET libdeflate)
 lumdc_test(inflate_test deflate/inflate_test.cpp LIBS ZLIB::ZLIB PkgConfig::LIBDEFLATE PkgConfig::ISAL)
 lumdc_test(deflate_reader_test deflate/reader_test.cpp LIBS lumcodec ZLIB::ZLIB)
+lumdc_test(deflate_writer_test deflate/writer_test.cpp LIBS lumcodec ZLIB::ZLIB PkgConfig::LIBDEFLATE)
