@@ -88,8 +88,9 @@ void writeStored(BitWriter& bw, const uint8_t* src, size_t n, bool final) {
         bw.put(0, 2);
         bw.align();
         const uint16_t len = uint16_t(piece), nlen = uint16_t(~piece);
-        for (uint8_t b : {uint8_t(len), uint8_t(len >> 8), uint8_t(nlen), uint8_t(nlen >> 8)}) bw.byte(b);
-        bw.bytes().insert(bw.bytes().end(), src, src + piece);
+        const uint8_t head[4] = {uint8_t(len), uint8_t(len >> 8), uint8_t(nlen), uint8_t(nlen >> 8)};
+        bw.bytes(head, 4);
+        bw.bytes(src, piece);
         src += piece;
         n -= piece;
     } while (n > 0);
@@ -232,7 +233,7 @@ void fastestSegment(BitWriter& bw, const uint8_t* src, size_t len, bool last) {
 void deflateSegment(const uint8_t* src, size_t len, size_t historyLen, int level, bool last,
                     std::vector<uint8_t>& out) {
     if (level != kDeflateFastest && (level < 0 || level > 9)) throw std::invalid_argument("Deflate level out of range");
-    BitWriter bw(out);
+    BitWriter bw;
     if (len == 0) {
         if (last) {  // an empty fixed block
             bw.put(1, 1);
@@ -247,9 +248,11 @@ void deflateSegment(const uint8_t* src, size_t len, size_t historyLen, int level
     if (!last && len > 0) {  // an empty stored block: byte-aligned, and the stream goes on
         bw.put(0, 3);
         bw.align();
-        for (uint8_t b : {0x00, 0x00, 0xFF, 0xFF}) bw.byte(b);
+        static const uint8_t kEmptyStored[4] = {0x00, 0x00, 0xFF, 0xFF};
+        bw.bytes(kEmptyStored, 4);
     }
     bw.align();
+    bw.drainTo(out);
 }
 
 std::vector<uint8_t> deflateHead(DeflateFraming framing, int level, const GzipHeader& gzip) {
