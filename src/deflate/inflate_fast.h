@@ -40,9 +40,12 @@ FastExit decodeFast(Run& r, const State& s) {
         src += (63 - count) >> 3;
         count |= 56;
     };
-    auto consume = [&](uint32_t n) {
-        bits >>= n;
-        count -= n;
+    // Consumes an entry's bits. The shift takes the entry itself as its count (a
+    // 64-bit shift looks only at the count's low 6 bits, and an entry's bit total
+    // is below 32), which keeps a mask off the path from one lookup to the next.
+    auto consume = [&](uint32_t e) {
+        bits >>= (e & 63);
+        count -= entryLen(e);
     };
 
     if (src > srcLimit || out > outLimit) goto done;
@@ -50,24 +53,20 @@ FastExit decodeFast(Run& r, const State& s) {
     // `e` is always the entry of the next item, looked up before the item starts,
     // and every item starts with 56 or more bits at hand.
     for (uint32_t e = lit[bits & kLitMask];;) {
-        uint32_t kind = entryKind(e);
-        if (kind == kSubtable) {
-            e = lit[entryValue(e) + ((bits >> kLitRootBits) & ((1u << entrySubBits(e)) - 1))];
-            kind = entryKind(e);
-        }
+        const uint32_t kind = entryKind(e);
         if (kind == kLiteral) {
             // Up to three literals from one refill (15 + 11 + 11 bits at most, and
             // 19 left for the next lookup): literal runs are most of text.
             *out++ = uint8_t(entryValue(e));
-            consume(entryLen(e));
+            consume(e);
             e = lit[bits & kLitMask];
             if (entryKind(e) == kLiteral) {
                 *out++ = uint8_t(entryValue(e));
-                consume(entryLen(e));
+                consume(e);
                 e = lit[bits & kLitMask];
                 if (entryKind(e) == kLiteral) {
                     *out++ = uint8_t(entryValue(e));
-                    consume(entryLen(e));
+                    consume(e);
                     e = lit[bits & kLitMask];
                 }
             }
@@ -76,8 +75,12 @@ FastExit decodeFast(Run& r, const State& s) {
             continue;
         }
         if (kind != kLength) {
+            if (kind == kSubtable) {  // a long code: its entry comes from the subtable
+                e = lit[entryValue(e) + ((bits >> kLitRootBits) & ((1u << entrySubBits(e)) - 1))];
+                continue;
+            }
             if (kind == kEndOfBlock) {
-                consume(entryLen(e));
+                consume(e);
                 exit = FastExit::EndOfBlock;
             } else {
                 exit = FastExit::BadData;
@@ -85,7 +88,7 @@ FastExit decodeFast(Run& r, const State& s) {
             break;
         }
         const uint32_t length = entryValue(e) + extraValue(bits, e);
-        consume(entryLen(e));
+        consume(e);
         uint32_t d = dist[bits & kDistMask];
         if (entryKind(d) == kSubtable)
             d = dist[entryValue(d) + ((bits >> kDistRootBits) & ((1u << entrySubBits(d)) - 1))];
@@ -94,7 +97,7 @@ FastExit decodeFast(Run& r, const State& s) {
             break;
         }
         const uint32_t distance = entryValue(d) + extraValue(bits, d);
-        consume(entryLen(d));
+        consume(d);
         if (distance > size_t(out - r.dst)) {  // before the history (codes allow at most 32768)
             exit = FastExit::BadData;
             break;
