@@ -16,10 +16,18 @@ namespace lumdc::deflate {
 namespace {
 
 struct PortableOps : PortableMatchOps {
-    static uint32_t crc(uint32_t word) { return crc32cWordPortable(0, word); }
+    using Key = uint64_t;
+    static constexpr uint32_t kBlock = 8;
 
-    static uint32_t match258(const uint8_t* a, const uint8_t* b) {
-        for (uint32_t k = 0; k < 256; k += 8) {
+    static uint32_t crc(uint32_t word) { return crc32cWordPortable(0, word); }
+    static Key key(const uint8_t* a) { return read64(a); }
+    static uint32_t prefix(Key a, const uint8_t* b) {
+        const uint64_t x = a ^ read64(b);
+        return x != 0 ? uint32_t(std::countr_zero(x)) / 8 : 8;
+    }
+    // 8-byte words up to byte 255, then bytes 256 and 257.
+    static uint32_t matchFrom(const uint8_t* a, const uint8_t* b, uint32_t k) {
+        for (; k < 256; k += 8) {
             const uint64_t x = read64(a + k) ^ read64(b + k);
             if (x != 0) return k + uint32_t(std::countr_zero(x)) / 8;
         }

@@ -10,11 +10,18 @@ namespace lumdc::deflate {
 namespace {
 
 struct Avx2Ops : Avx2MatchOps {
-    static uint32_t crc(uint32_t word) { return _mm_crc32_u32(0, word); }
+    using Key = __m256i;
+    static constexpr uint32_t kBlock = 32;
 
-    // Eight 32-byte blocks, then bytes 256 and 257.
-    static uint32_t match258(const uint8_t* a, const uint8_t* b) {
-        for (uint32_t k = 0; k < 256; k += 32) {
+    static uint32_t crc(uint32_t word) { return _mm_crc32_u32(0, word); }
+    static Key key(const uint8_t* a) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(a)); }
+    static uint32_t prefix(Key a, const uint8_t* b) {
+        const __m256i y = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b));
+        return _tzcnt_u32(~uint32_t(_mm256_movemask_epi8(_mm256_cmpeq_epi8(a, y))));
+    }
+    // 32-byte blocks up to byte 255, then bytes 256 and 257.
+    static uint32_t matchFrom(const uint8_t* a, const uint8_t* b, uint32_t k) {
+        for (; k < 256; k += 32) {
             const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(a + k));
             const __m256i y = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b + k));
             const uint32_t equal = uint32_t(_mm256_movemask_epi8(_mm256_cmpeq_epi8(x, y)));

@@ -1,16 +1,17 @@
 // Deflate LZ77 matching: what the three matchers share, built once per kernel
-// variant. Ops supplies the variant's CRC-32C step (`crc`), its exact 258-byte
-// match length (`match258`, reading bytes [0, 258) of both sides) and a bounded
-// extension (`extend`, the contract of core/lz_match.h).
+// variant. Ops supplies the variant's CRC-32C step (`crc`), a compare of the
+// first kBlock bytes of a position (kept as a `Key`) with a candidate's
+// (`prefix`: how many are equal), the exact length from a block boundary on
+// (`matchFrom`, reading bytes [0, 258) of both sides) and a bounded extension
+// (`extend`, the contract of core/lz_match.h).
 //
 // Reads. The main loops run only at offsets i with i + 261 <= srcLen (the hold-
 // back), so everything they read at or after src + i (a 4-byte key, 258 bytes
-// of match, the 4 bytes ending at the best length so far) lies inside the
-// input, and a candidate's bytes lie at most as far past the candidate. When the
-// history is a buffer of its own, a candidate within 258 bytes of its end would
-// read past it: such candidates go through the bounded compare, which switches to
-// the input where the history ends. The tail of the last call compares bounded
-// throughout.
+// of match) lies inside the input, and a candidate's bytes lie at most as far
+// past the candidate. When the history is a buffer of its own, a candidate
+// within 258 bytes of its end would read past it: such candidates go through
+// the bounded compare, which switches to the input where the history ends. The
+// tail of the last call compares bounded throughout.
 //
 // Internal linkage: every variant's translation unit keeps its own copy.
 #pragma once
@@ -95,6 +96,9 @@ struct Matcher {
         head[h] = int32_t(idx + i);
         return cand;
     }
+    // The head entry of a position about to be entered: its load would otherwise
+    // wait on the cache at the start of the position's walk.
+    LZ77_INLINE void prefetchHead(uint32_t i) const { __builtin_prefetch(&head[hashAt(i)]); }
     LZ77_INLINE void enterRange(uint32_t from, uint32_t to) const {
         for (uint32_t i = from; i < to; ++i) enter(i);
     }
@@ -119,47 +123,68 @@ struct Matcher {
 
     LZ77_INLINE uint32_t length258(uint32_t i, uint32_t d) const {
         if (straddles(i, d)) return lengthBounded(i, d, kMaxLen);
-        return Ops::match258(src + i, candidate(i, d));
+        const uint8_t* const ip = src + i;
+        const uint8_t* const cp = candidate(i, d);
+        const uint32_t n = Ops::prefix(Ops::key(ip), cp);
+        return n < Ops::kBlock ? n : Ops::matchFrom(ip, cp, Ops::kBlock);
     }
 
-    // The walk of the main loops from the candidate cand at offset i: examines at
-    // most chainLeft candidates, takes a strictly longer one as the best (so the
-    // newest of equally long ones wins), stops at `nice`. A candidate counts as
-    // examined whether or not its 4 bytes ending at the best length agree; only
-    // one that agrees can be longer, so the others are passed over unmeasured.
-    // Reduce (the greedy rule): once the best reaches `good`, a quarter of the
-    // chain limit suffices. Returns the best's distance, or 0 when none beat the
-    // best given.
+    // Where a walk stands: the best length so far and its distance (0: none
+    // beat the length given), the position's 4 bytes ending at that length,
+    // the candidates examined and how many may be.
+    struct Walk {
+        uint32_t best, bestD, tail, n, chainLeft;
+    };
+
+    // One step of the main loops' walk from offset i: the candidate at distance
+    // d, in reach. A strictly longer one becomes the best (so the newest of
+    // equally long ones wins); the walk ends at `nice` or after chainLeft
+    // candidates. Reduce (the greedy rule): once the best reaches `good`, a
+    // quarter of the chain limit suffices. True when the walk is over.
+    //
+    // Only a candidate whose 4 bytes ending at the best length agree can be
+    // longer; the others, most of a long walk, cost one compare.
+    template <bool Reduce>
+    LZ77_INLINE bool examine(uint32_t i, uint32_t d, Walk& w, const DeflateMatchParams& prm) const {
+        uint32_t len;
+        if (straddles(i, d)) [[unlikely]] {
+            len = lengthBounded(i, d, kMaxLen);
+        } else {
+            const uint8_t* const cp = candidate(i, d);
+            if (read32(cp + w.best - 3) != w.tail) return ++w.n >= w.chainLeft;
+            len = Ops::prefix(Ops::key(src + i), cp);
+            if (len == Ops::kBlock) len = Ops::matchFrom(src + i, cp, Ops::kBlock);
+        }
+        if (len > w.best) {
+            w.best = len;
+            w.bestD = d;
+            if (Reduce && len >= uint32_t(prm.good)) w.chainLeft = uint32_t(prm.chain) >> 2;
+            if (len >= uint32_t(prm.nice) || len >= kMaxLen) return true;
+            w.tail = read32(src + i + len - 3);
+        }
+        return ++w.n >= w.chainLeft;
+    }
+
+    // The walk from candidate cand on, each next candidate read from the chain.
+    template <bool Reduce>
+    LZ77_INLINE void walkFrom(uint32_t i, int32_t cand, Walk& w, const DeflateMatchParams& prm) const {
+        const uint32_t p = idx + i;
+        for (uint32_t d = p - uint32_t(cand); inReach(d);) {
+            const int32_t next = chain[(p - d) & winMask];
+            if (examine<Reduce>(i, d, w, prm)) return;
+            d = p - uint32_t(next);
+        }
+    }
+
+    // The whole walk from offset i, whose previous head entry is cand. Returns
+    // the best's distance, or 0 when none beat bestLen.
     template <bool Reduce>
     LZ77_INLINE uint32_t search(uint32_t i, int32_t cand, uint32_t& bestLen, uint32_t chainLeft,
                                 const DeflateMatchParams& prm) const {
-        const uint32_t p = idx + i;
-        const uint8_t* const ip = src + i;
-        uint32_t d = p - uint32_t(cand);
-        if (!inReach(d) || chainLeft == 0) return 0;
-        uint32_t best = bestLen, bestD = 0, n = 0;
-        uint32_t tail = read32(ip + best - 3);
-        const uint32_t chainLimit = uint32_t(prm.chain), good = uint32_t(prm.good), nice = uint32_t(prm.nice);
-        for (;;) {
-            const int32_t next = chain[(p - d) & winMask];
-            uint32_t len = 0;
-            if (straddles(i, d))
-                len = lengthBounded(i, d, kMaxLen);
-            else if (const uint8_t* cp = candidate(i, d); read32(cp + best - 3) == tail)
-                len = Ops::match258(ip, cp);
-            if (len > best) {
-                best = len;
-                bestD = d;
-                if (Reduce && best >= good && chainLeft == chainLimit) chainLeft = chainLimit >> 2;
-                if (best >= nice || best >= kMaxLen) break;
-                tail = read32(ip + best - 3);
-            }
-            if (++n >= chainLeft) break;
-            d = p - uint32_t(next);
-            if (!inReach(d)) break;
-        }
-        bestLen = best;
-        return bestD;
+        Walk w{bestLen, 0, read32(src + i + bestLen - 3), 0, chainLeft};
+        if (chainLeft != 0) walkFrom<Reduce>(i, cand, w, prm);
+        bestLen = w.best;
+        return w.bestD;
     }
 
     // The same walk for the last call's tail: lengths capped at cap, bounded

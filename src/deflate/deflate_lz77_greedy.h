@@ -34,11 +34,16 @@ struct GreedyChained {
     // Offsets i < stop; the tail (stop = the last call's end - 3) caps lengths
     // at stop - i.
     template <bool Tail>
-    static uint32_t loop(const M& m, Records& r, uint32_t i, uint32_t stop, uint32_t insertLimit,
+    static uint32_t loop(const M& matcher, Records& records, uint32_t i, uint32_t stop, uint32_t insertLimit,
                          const DeflateMatchParams& prm) {
+        // Local copies: a record's byte store may alias anything reached through
+        // a reference, which would reload every pointer after each record.
+        const M m = matcher;
+        Records r = records;
         const uint32_t chainLimit = uint32_t(prm.chain);
         while (i < stop && !r.full()) {
             const int32_t cand = m.enter(i);
+            if (!Tail) m.prefetchHead(i + 1);
             uint32_t best = kMinLen, d;
             if (Tail)
                 d = m.searchTail(i, cand, best, chainLimit, uint32_t(prm.nice), std::min(kMaxLen, stop - i));
@@ -49,6 +54,7 @@ struct GreedyChained {
                 ++i;
                 continue;
             }
+            if (!Tail) m.prefetchHead(i + best);
             r.match(best, d);
             if (best <= d) {
                 if (best <= insertLimit) m.enterRange(i + 1, i + best);
@@ -59,6 +65,7 @@ struct GreedyChained {
             }
             i += best;
         }
+        records = r;
         return i;
     }
 };

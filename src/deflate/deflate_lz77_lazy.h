@@ -70,8 +70,13 @@ struct Lazy {
     }
 
     template <bool Tail>
-    static uint32_t loop(const M& m, Records& r, uint32_t i, uint32_t stop, Pending& pd,
+    static uint32_t loop(const M& matcher, Records& records, uint32_t i, uint32_t stop, Pending& pending,
                          const DeflateMatchParams& prm) {
+        // Local copies: a record's byte store may alias anything reached through
+        // a reference, which would reload every pointer after each record.
+        const M m = matcher;
+        Records r = records;
+        Pending pd = pending;
         const uint32_t chainLimit = uint32_t(prm.chain), good = uint32_t(prm.good), nice = uint32_t(prm.nice),
                        lazy = uint32_t(prm.limit);
         while (i < stop && !r.full()) {
@@ -80,6 +85,7 @@ struct Lazy {
                 break;
             }
             const int32_t cand = m.enter(i);
+            if (!Tail) m.prefetchHead(i + 1);
             const uint32_t prevLen = pd.len;
             uint32_t best = std::max(kMinLen, prevLen), d = 0;
             if (prevLen < lazy) {
@@ -93,6 +99,7 @@ struct Lazy {
             }
             if (pd.held) {
                 if (d == 0 && prevLen >= 4) {
+                    if (!Tail) m.prefetchHead(i - 1 + prevLen);
                     r.match(prevLen, pd.dist);
                     enterInner(m, i - 1, prevLen, pd.dist);
                     i += prevLen - 1;
@@ -104,6 +111,8 @@ struct Lazy {
             pd = Pending{d != 0 ? best : 0, d, true};
             ++i;
         }
+        records = r;
+        pending = pd;
         return i;
     }
 };
