@@ -336,22 +336,28 @@ LUMDC_API LumStatus lumsDeflateLZ77FastestPrecompHeader_8u(const LumDeflateHuffE
                                                            LumDeflatePrecompHeader* pHeader);
 
 /* Adds to the frequency tables (saturating at 65535) the symbols the fastest
- * matcher would make of src[0, srcLen) with no history, so that codes can be built
- * from a sample or a first pass. -8 null pointer, -6 srcLen < 0. */
+ * matcher would make of src[0, srcLen) with no history, a head table of 8192
+ * entries and a 32 KiB window, every symbol taken to have a code (the end-of-block
+ * symbol is not counted), so that codes can be built from a sample or a first
+ * pass. -8 null pointer, -6 srcLen < 0. */
 LUMDC_API LumStatus lumsDeflateLZ77FastestGetStat_8u(const uint8_t* pSrc, int32_t srcLen, LumDeflateHuffEntry* pLitFreq,
                                                      LumDeflateHuffEntry* pDistFreq);
 
-/* One pass: one CRC-32C hash probe per position (matches of 4 to 258 bytes), each
- * literal or match written at once as codes from litCodes and distCodes, least-
- * significant bit first, to dst[0, *pDstLen) through the bit buffer of
- * lumsDeflateHuff_8u; *pDstLen: room in, bytes produced out. Window, head table,
- * positions and renumbering as for the matchers above (no chain table). flush
- * below 2 holds back the last 261 bytes; 2 or more codes everything and ends the
- * block with the end-of-block code (its last bits stay in the bit buffer). 33 when
- * fewer than 16 bytes of room are left with input still to code: the next call
- * with more room continues exactly, so any split of input and output gives the
- * same bits. A match whose length or distance symbol has no code goes out as
- * literals. -8 null pointer, -6 winSize or hashSize out of range, -5 a literal or
+/* One pass: one CRC-32C hash probe per position (matches of 4 to 258 bytes; of the
+ * positions a match covers, its last two are entered into the head table; no
+ * position is skipped), each literal or match written at once as codes from
+ * litCodes and distCodes, least-significant bit first, to dst[0, *pDstLen) through
+ * the bit buffer of lumsDeflateHuff_8u; *pDstLen: room in, bytes produced out
+ * (bytes of the room past those may be overwritten). Window, head table, positions
+ * and renumbering as for the matchers above (no chain table). flush below 2 holds
+ * back the last 261 bytes; 2 or more codes everything and ends the block with the
+ * end-of-block code (its last bits stay in the bit buffer). 33 when fewer than 16
+ * bytes of room are left with input (or the end-of-block code) still to code: the
+ * next call with more room continues exactly, so any split of input and output
+ * gives the same bits. A match is shortened to the longest length whose symbol has
+ * a code; without one of 4 or more, or without a code for its distance symbol, it
+ * is not taken and its first byte goes out as a literal. -8 null pointer, -6
+ * winSize or hashSize out of range or *pSrcLen above 0x7FFF0000, -5 a literal or
  * the end-of-block symbol without a code (checked before anything is written). */
 LUMDC_API LumStatus lumsDeflateLZ77Fastest_8u(const uint8_t** ppSrc, uint32_t* pSrcLen, uint32_t* pSrcIdx,
                                               const uint8_t* pWindow, int32_t winSize, int32_t* pHashHead,

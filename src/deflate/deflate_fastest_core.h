@@ -166,20 +166,28 @@ struct Fastest {
     // compares src with itself and is masked out), and only a likely match
     // branches away. The selection is arithmetic on masks, as compilers like to
     // turn conditional moves and logical ands back into the branches avoided.
+    //
+    // Above all no flag may be turned into a value with setcc: it writes a byte of
+    // a register and so waits for the register's last value, which can be the end
+    // of the previous position's chain of loads, and the positions then run one
+    // after another instead of side by side.
     LUMDC_INLINE bool mayMatch(size_t i, uint32_t dist, uint32_t word) const {
         const uint8_t* const cur = src + i;
-        const uint32_t outOfReach = uint32_t(dist - 1 >= winSize - 1);
-        if (kOneBuffer) {
-            const size_t back = dist & (size_t(outOfReach) - 1);  // 0 when out of reach
-            return ((read32(cur - back) ^ word) | outOfReach) == 0;
-        }
+        const uint64_t reach = inReach(dist);
+        if (kOneBuffer) return (uint32_t(read32(cur - (dist & reach)) ^ word) | uint32_t(reach + 1)) == 0;
         const bool inSrc = dist <= i;
         const size_t inWindow = dist - i;
         const uint8_t* const cand = inSrc ? cur - dist : window - inWindow;
-        const uint32_t unreadable = outOfReach | uint32_t(!inSrc & (inWindow < 4));
-        const uint8_t* const at = unreadable ? cur : cand;
+        const bool readable = (reach != 0) & (inSrc | (inWindow >= 4));
+        const uint8_t* const at = readable ? cand : cur;
         // Straddling candidates in reach go to matchLength() as if they matched.
-        return ((read32(at) ^ word) | unreadable) == 0 || (unreadable & ~outOfReach) != 0;
+        return (read32(at) == word && readable) || (reach != 0 && !readable);
+    }
+
+    // All ones when 1 <= dist < winSize, else 0: the borrow of a 64-bit subtraction
+    // of 32-bit values, spread by an arithmetic shift.
+    LUMDC_INLINE uint64_t inReach(uint32_t dist) const {
+        return uint64_t(int64_t(uint64_t(dist - 1) - (winSize - 1)) >> 63);
     }
 
     // Positions i + 1 .. i + len - 1 that go into the table: the last two, those
@@ -205,10 +213,9 @@ struct Fastest {
             // The first eight bytes are compared at once: most matches are shorter.
             const uint64_t word8 = read64(cur);
             dist = enter(i, uint32_t(word8));
-            const uint32_t outOfReach = uint32_t(dist - 1 >= winSize - 1);
-            const size_t back = dist & (size_t(outOfReach) - 1);  // 0 when out of reach
-            const uint64_t differ = read64(cur - back) ^ word8;
-            if ((uint32_t(differ) | outOfReach) != 0) return 0;
+            const uint64_t reach = inReach(dist);
+            const uint64_t differ = read64(cur - (dist & reach)) ^ word8;
+            if ((uint32_t(differ) | uint32_t(reach + 1)) != 0) return 0;
             return differ != 0 ? size_t(std::countr_zero(differ) >> 3)
                                : 8 + Ops::extend(cur + 8, cur - dist + 8, cur + kMaxMatch);
         }
@@ -221,11 +228,20 @@ struct Fastest {
     // The first position in [i, stop) with a match (its length and distance), or
     // stop. Literal stretches run here, in a loop of few live values, apart from
     // the sink's state.
+    // The fields are copied to a local first, and the results written once: the
+    // table stores could otherwise reach them, and they would be read again and
+    // written at every position.
     template <bool kAhead>
-    [[gnu::noinline]] size_t scan(size_t i, size_t stop, size_t end, size_t& len, uint32_t& dist) const {
+    [[gnu::noinline]] size_t scan(size_t i, size_t stop, size_t end, size_t& lenOut, uint32_t& distOut) const {
+        const Fastest f = *this;
         for (; i < stop; ++i) {
-            len = probe<kAhead>(i, end, dist);
-            if (len >= kFastestMinMatch) break;
+            uint32_t dist;
+            const size_t len = f.probe<kAhead>(i, end, dist);
+            if (len >= kFastestMinMatch) {
+                lenOut = len;
+                distOut = dist;
+                break;
+            }
         }
         return i;
     }

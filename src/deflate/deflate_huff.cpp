@@ -62,7 +62,7 @@ void putRecord(WordWriter& w, uint32_t l, uint32_t d, const LumDeflateHuffEntry*
 }  // namespace
 
 namespace ref {
-const HuffKernels kHuffKernels = {writeRecordsTable};
+const HuffKernels kHuffKernels = {writeRecords};
 }
 
 }  // namespace lumdc::deflate

@@ -4,5 +4,5 @@
 #include "deflate_huff_core.h"
 
 namespace lumdc::deflate::avx2 {
-const HuffKernels kHuffKernels = {writeRecordsTable};
+const HuffKernels kHuffKernels = {writeRecords};
 }

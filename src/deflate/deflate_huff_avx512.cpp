@@ -3,5 +3,5 @@
 #include "deflate_huff_core.h"
 
 namespace lumdc::deflate::avx512 {
-const HuffKernels kHuffKernels = {writeRecordsTable};
+const HuffKernels kHuffKernels = {writeRecords};
 }
