@@ -90,11 +90,8 @@ public:
     HcMatch longest(const uint8_t* p, size_t minLen, const uint8_t* limit, uint32_t attempts, size_t sufficient) {
         const uint32_t pos = uint32_t(p - base_);
         enterUpTo(pos);
-        const int64_t lowest = lowestInReach(pos);
         const size_t room = size_t(limit - p);
-        HcMatch best{0, 0};
-        size_t bestLen = minLen;
-        if (bestLen >= room) return best;
+        if (minLen >= room) return {0, 0};
         const uint32_t word = load32le(p);
         // In a run of one byte, how far it goes from p: a candidate that is an
         // earlier run's first position matches just that far when its own run is
@@ -103,6 +100,16 @@ public:
         const bool run = word == (word & 0xFF) * 0x01010101u;
         const size_t runLeft = run ? kMinMatch + Ops::extend(p + kMinMatch, p, limit) : 0;
 
+        return run ? walk<true>(p, pos, minLen, room, word, runLeft, limit, attempts, sufficient)
+                   : walk<false>(p, pos, minLen, room, word, 0, limit, attempts, sufficient);
+    }
+
+    // longest()'s walk, apart for runs so that other searches carry no run test.
+    template <bool kRun>
+    HcMatch walk(const uint8_t* p, uint32_t pos, size_t bestLen, size_t room, uint32_t word, size_t runLeft,
+                 const uint8_t* limit, uint32_t attempts, size_t sufficient) {
+        const int64_t lowest = lowestInReach(pos);
+        HcMatch best{0, 0};
         int64_t c1 = firstBefore(p, pos);  // on the chain we walk
         uint32_t follow = 0;               // the offset inside the match whose chain that is
         while (c1 - follow >= lowest && attempts-- > 0) {
@@ -111,7 +118,7 @@ public:
             // A run as long as ours and longer: the position of that run with
             // exactly as much of it left matches at least as far as q does (q
             // itself matches just our run), so only that position is judged.
-            if (run && runLeft < room && load32le(q) == word && q[runLeft] == p[0] &&
+            if (kRun && runLeft < room && load32le(q) == word && q[runLeft] == p[0] &&
                 Ops::extend(p, q, p + runLeft) == runLeft) {
                 // How much longer its run is than ours (counted against its own
                 // start, so however long; a count that reaches p gives a < pos
