@@ -80,8 +80,8 @@ void writeRecordsTable(const uint8_t* lit, const uint16_t* dist, size_t begin, s
 }
 
 // Chooses by the share of literals among the records.
-void writeRecords(const uint8_t* lit, const uint16_t* dist, size_t begin, size_t end, const MergedCodes& m,
-                  BitState& s) {
+[[maybe_unused]] void writeRecords(const uint8_t* lit, const uint16_t* dist, size_t begin, size_t end,
+                                   const MergedCodes& m, BitState& s) {
     size_t literals = 0;
     for (size_t i = begin; i < end; ++i) literals += dist[i] == 0;
     if (literals * 8 >= (end - begin) * 7)
