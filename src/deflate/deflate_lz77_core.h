@@ -97,7 +97,8 @@ struct Matcher {
         return cand;
     }
     // The head entry of a position about to be entered: its load would otherwise
-    // wait on the cache at the start of the position's walk.
+    // wait on the cache at the start of the position's walk. Only for positions
+    // of the main loops, whose keys lie inside the input.
     LZ77_INLINE void prefetchHead(uint32_t i) const { __builtin_prefetch(&head[hashAt(i)]); }
     LZ77_INLINE void enterRange(uint32_t from, uint32_t to) const {
         for (uint32_t i = from; i < to; ++i) enter(i);

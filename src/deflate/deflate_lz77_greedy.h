@@ -43,7 +43,7 @@ struct GreedyChained {
         const uint32_t chainLimit = uint32_t(prm.chain);
         while (i < stop && !r.full()) {
             const int32_t cand = m.enter(i);
-            if (!Tail) m.prefetchHead(i + 1);
+            if (!Tail && i + 1 < stop) m.prefetchHead(i + 1);
             uint32_t best = kMinLen, d;
             if (Tail)
                 d = m.searchTail(i, cand, best, chainLimit, uint32_t(prm.nice), std::min(kMaxLen, stop - i));
@@ -54,7 +54,7 @@ struct GreedyChained {
                 ++i;
                 continue;
             }
-            if (!Tail) m.prefetchHead(i + best);
+            if (!Tail && i + best < stop) m.prefetchHead(i + best);
             r.match(best, d);
             if (best <= d) {
                 if (best <= insertLimit) m.enterRange(i + 1, i + best);

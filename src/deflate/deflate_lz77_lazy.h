@@ -85,7 +85,7 @@ struct Lazy {
                 break;
             }
             const int32_t cand = m.enter(i);
-            if (!Tail) m.prefetchHead(i + 1);
+            if (!Tail && i + 1 < stop) m.prefetchHead(i + 1);
             const uint32_t prevLen = pd.len;
             uint32_t best = std::max(kMinLen, prevLen), d = 0;
             if (prevLen < lazy) {
@@ -99,7 +99,7 @@ struct Lazy {
             }
             if (pd.held) {
                 if (d == 0 && prevLen >= 4) {
-                    if (!Tail) m.prefetchHead(i - 1 + prevLen);
+                    if (!Tail && i - 1 + prevLen < stop) m.prefetchHead(i - 1 + prevLen);
                     r.match(prevLen, pd.dist);
                     enterInner(m, i - 1, prevLen, pd.dist);
                     i += prevLen - 1;

@@ -306,51 +306,63 @@ TEST(Lz77Levels, OnlyTheRollingHashWritesThreeByteMatches) {
 
 TEST(Lz77Calls, HoldBackRoomAndFlush) {
     auto rng = lumtest::makeRng(17);
-    const Bytes data = lz77test::corpusPiece(rng, 1000);
-    for (const int level : {0, 1, 6, 20, 29}) {
-        for (const uint32_t len : {0u, 1u, 100u, 260u, 261u, 262u, 700u}) {
-            for (const int32_t flush : {0, 1, 2, 3}) {
-                for (const int32_t room : {-3, 0, 1, 2, 5000}) {
-                    std::vector<int32_t> head(65536, -32768), chain(32768, -32768);
-                    std::vector<LumDeflateHuffEntry> lf(286), df(30);
-                    Bytes lit(5000, 0xEE);
-                    std::vector<uint16_t> dist(5000, 0xEEEE);
-                    const uint8_t* src = data.data();
-                    uint32_t srcLen = len, idx = 0;
-                    int32_t dstLen = room;
-                    ASSERT_EQ(
-                        lumsDeflateLZ77_8u(&src, &srcLen, &idx, data.data(), 32768, head.data(), chain.data(), 65536,
-                                           lf.data(), df.data(), lit.data(), dist.data(), &dstLen, level, flush),
-                        lumStatusOk);
-                    const uint32_t consumed = uint32_t(src - data.data());
-                    const int32_t written = room - dstLen;
-                    const std::string at = "level " + std::to_string(level) + " len " + std::to_string(len) +
-                                           " flush " + std::to_string(flush) + " room " + std::to_string(room);
-                    EXPECT_EQ(idx, consumed) << at;
-                    EXPECT_EQ(srcLen, len - consumed) << at;
-                    if (room <= 0) {
-                        EXPECT_EQ(written, 0) << at;
-                        EXPECT_EQ(consumed, 0u) << at;
-                        EXPECT_TRUE(std::all_of(head.begin(), head.end(), [](int32_t e) { return e == -32768; }));
-                    } else if (flush >= 2 && room == 5000) {
-                        EXPECT_EQ(consumed, len) << at;
-                        // The last two (rolling) or three bytes are literals.
-                        const int tail = std::min<int>(int(len), level % 10 == 0 ? 2 : 3);
-                        for (int k = 1; k <= tail; ++k) EXPECT_EQ(dist[size_t(written - k)], 0) << at;
-                    } else if (flush < 2) {
-                        EXPECT_EQ(written > 0, len >= 261) << at;
-                        if (len == 261) {
-                            EXPECT_EQ(written, 1) << at;
+    // One long run, and runs with short periods: matches as long as the hold-back
+    // allows, from the first position on.
+    const uint32_t history = 300;
+    for (const Bytes& data : {Bytes(1300, 'a'), lumtest::repetitive(rng, 1300)})
+        for (const int level : {0, 1, 6, 9, 20, 29}) {
+            for (const uint32_t len : {0u, 1u, 100u, 260u, 261u, 262u, 700u}) {
+                for (const int32_t flush : {0, 1, 2, 3}) {
+                    for (const int32_t room : {-3, 0, 1, 2, 5000}) {
+                        std::vector<int32_t> head(65536, -32768), chain(32768, -32768);
+                        std::vector<LumDeflateHuffEntry> lf(286), df(30);
+                        Bytes lit(5000, 0xEE);
+                        std::vector<uint16_t> dist(5000, 0xEEEE);
+                        // History entered before the input, which ends at a guard page:
+                        // nothing past it may be read.
+                        lumtest::GuardedBuffer buf(history + len);
+                        std::copy(data.begin(), data.begin() + history + len, buf.data());
+                        ASSERT_EQ(lumsDeflateUpdateHash_8u(buf.data(), 0, history, head.data(), 65536, chain.data(),
+                                                           32768, level % 10 == 0 ? 0 : 1),
+                                  lumStatusOk);
+                        const std::vector<int32_t> headBefore = head;
+                        const uint8_t* const in = buf.data() + history;
+                        const uint8_t* src = in;
+                        uint32_t srcLen = len, idx = history;
+                        int32_t dstLen = room;
+                        ASSERT_EQ(
+                            lumsDeflateLZ77_8u(&src, &srcLen, &idx, in, 32768, head.data(), chain.data(), 65536,
+                                               lf.data(), df.data(), lit.data(), dist.data(), &dstLen, level, flush),
+                            lumStatusOk);
+                        const uint32_t consumed = uint32_t(src - in);
+                        const int32_t written = room - dstLen;
+                        const std::string at = "level " + std::to_string(level) + " len " + std::to_string(len) +
+                                               " flush " + std::to_string(flush) + " room " + std::to_string(room);
+                        EXPECT_EQ(idx, history + consumed) << at;
+                        EXPECT_EQ(srcLen, len - consumed) << at;
+                        if (room <= 0) {
+                            EXPECT_EQ(written, 0) << at;
+                            EXPECT_EQ(consumed, 0u) << at;
+                            EXPECT_TRUE(head == headBefore) << at;
+                        } else if (flush >= 2 && room == 5000) {
+                            EXPECT_EQ(consumed, len) << at;
+                            // The last two (rolling) or three bytes are literals.
+                            const int tail = std::min<int>(int(len), level % 10 == 0 ? 2 : 3);
+                            for (int k = 1; k <= tail; ++k) EXPECT_EQ(dist[size_t(written - k)], 0) << at;
+                        } else if (flush < 2) {
+                            EXPECT_EQ(written > 0, len >= 261) << at;
+                            if (len == 261) {
+                                EXPECT_EQ(written, 1) << at;
+                            }
                         }
-                    }
-                    EXPECT_LE(written, std::max(room, 0)) << at;
-                    if (room < 5000) {
-                        EXPECT_EQ(lit[size_t(std::max(room, 0))], 0xEE) << at;
+                        EXPECT_LE(written, std::max(room, 0)) << at;
+                        if (room < 5000) {
+                            EXPECT_EQ(lit[size_t(std::max(room, 0))], 0xEE) << at;
+                        }
                     }
                 }
             }
         }
-    }
 }
 
 // Positions near 2^31: renumbered before anything else, even with no room.

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 
 #include "guarded_buffer.h"
 
@@ -333,6 +332,10 @@ Outcome runStream(const MatchCall& call, const Bytes& data, const std::vector<si
     }
     o.idx = layout.dictionary.empty() ? layout.startIdx : uint32_t(dictN);
 
+    lumtest::GuardedBuffer in(std::max<size_t>(data.size(), 1)), hist(size_t(layout.winSize));
+    const int32_t most = std::max<int32_t>(1, *std::max_element(rooms.begin(), rooms.end()));
+    Bytes lit(size_t(most) + 1);
+    std::vector<uint16_t> dist(size_t(most) + 1);
     size_t pos = 0, arrived = 0, roomAt = 0;
     for (size_t k = 0; k < pieces.size() && o.error.empty(); ++k) {
         arrived += pieces[k];
@@ -342,23 +345,20 @@ Outcome runStream(const MatchCall& call, const Bytes& data, const std::vector<si
             const uint32_t len = uint32_t(arrived - pos);
             // Separate buffers end at guard pages: a read past the input or past
             // the history faults.
-            std::unique_ptr<lumtest::GuardedBuffer> in, hist;
             static const uint8_t kNothing = 0;  // an empty input still has an address
             const uint8_t* src = all.empty() ? &kNothing : all.data() + dictN + pos;
             const uint8_t* win = src;
             if (layout.separateWindow) {
-                in = std::make_unique<lumtest::GuardedBuffer>(len);
-                std::memcpy(in->data(), src, len);
+                std::memcpy(in.data() + in.size() - len, src, len);
                 const size_t h = std::min(dictN + pos, size_t(layout.winSize));
-                hist = std::make_unique<lumtest::GuardedBuffer>(h);
-                std::memcpy(hist->data(), src - h, h);
-                src = in->data();
-                win = hist->data() + h;
+                std::memcpy(hist.data() + hist.size() - h, src - h, h);
+                src = in.data() + in.size() - len;
+                win = hist.data() + hist.size();
             }
             const uint8_t* s = src;
             uint32_t sLen = len, idxBefore = o.idx;
-            Bytes lit(size_t(room) + 1, 0xEE);
-            std::vector<uint16_t> dist(size_t(room) + 1, 0xEEEE);
+            lit[size_t(room)] = 0xEE;
+            dist[size_t(room)] = 0xEEEE;
             int32_t dLen = room;
             const LumStatus st =
                 call(&s, &sLen, &o.idx, win, layout.winSize, o.head.data(), o.chain.data(), layout.hashSize,
