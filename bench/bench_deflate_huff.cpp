@@ -5,7 +5,8 @@
 // codes); throughput counts the input bytes the records cover, for each variant.
 //
 // deflate_fastest/<impl>/<file>: the whole path a writer of the fastest family
-// runs, per 64 KiB block and with the history before it: "stat" counts the block
+// runs, per 64 KiB block, with the history before it and a head table of 8192
+// entries (as isa-l's level 1 keeps about as many): "stat" counts the block
 // (lumsDeflateLZ77FastestGetStat_8u), builds codes for it with every literal
 // coded, writes its header and codes it; "precomp" writes one precomputed header
 // (built-in statistics) before every block. Beside them, isa-l's isal_deflate at
