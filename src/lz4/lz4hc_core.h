@@ -83,7 +83,8 @@ public:
         : base_(job.src - job.prefixLen),
           head_(job.head),
           chain_(reinterpret_cast<uint16_t*>(job.chain)),
-          next_(uint32_t(job.prefixLen > kMaxOffset ? job.prefixLen - kMaxOffset : 0)) {}
+          first_(uint32_t(job.prefixLen > kMaxOffset ? job.prefixLen - kMaxOffset : 0)),
+          next_(first_) {}
 
     // The longest match at p longer than minLen and ending by `limit`; at most
     // `attempts` candidates, stopping early at `sufficient`.
@@ -148,6 +149,7 @@ public:
             }
             c1 = before(c + follow);
         }
+        notePeriod(pos, best.len, best.offset);
         return best;
     }
 
@@ -186,6 +188,7 @@ public:
         }
         if (bestOffset == 0) return {0, 0};
         start = s - bestBack;
+        notePeriod(uint32_t(pos - bestBack), bestLen, bestOffset);
         return {bestLen, bestOffset};
     }
 
@@ -235,6 +238,11 @@ private:
     // are passed over, and they match no further than the run's first position
     // (whose remaining run is longest) does for any but one alignment.
     void enterUpTo(uint32_t pos) {
+        if (period_ != 0 && periodFrom_ < pos) enterPeriodic(pos);
+        enterEach(pos);
+    }
+
+    void enterEach(uint32_t pos) {
         // The loop runs on copies: the members could alias the tables' stores, and
         // would then go through memory at every position.
         uint32_t next = next_, runFirst = runFirst_;
@@ -273,6 +281,65 @@ private:
         next_ = next;
         runFirst_ = runFirst;
         inRun_ = inRun;
+    }
+
+    // A match of len bytes at `start`, `offset` back: with an offset of 2 to 16
+    // the bytes from start - offset on repeat with that period, and the
+    // positions after its first period can be entered at once (enterPeriodic).
+    // Searches note their matches here, so that entering tests nothing per
+    // position.
+    void notePeriod(uint32_t start, size_t len, size_t offset) {
+        if (offset - 2 > 14 || len < 32) return;
+        const uint32_t from = start + uint32_t(offset) > next_ ? start + uint32_t(offset) : next_;
+        const uint32_t last = start + uint32_t(len) - kMinMatch;  // the last position whose word repeats
+        if (from + 16 > last) return;
+        periodFrom_ = from;
+        periodLast_ = last;
+        period_ = uint32_t(offset);
+    }
+
+    // Enters the noted periodic stretch up to pos (positions before it one by
+    // one), unless its entries show that two positions of a period share a hash
+    // or its first word is a run's.
+    __attribute__((noinline, cold)) void enterPeriodic(uint32_t pos) {
+        const uint32_t gap = period_;
+        period_ = 0;
+        if (periodFrom_ < next_) return;  // passed already
+        enterEach(periodFrom_);
+        const uint32_t at = next_;
+        const uint8_t* x = base_ + at;
+        if (at < first_ + gap || at + 1 - head_[hashOf(x)] != gap || load32le(x) == x[0] * 0x01010101u ||
+            !periodicEntries(at, gap))
+            return;
+        const uint32_t last = periodLast_ < pos - 1 ? periodLast_ : pos - 1;
+        enterPeriod(at, last, gap, inRun_, runFirst_);
+        next_ = last + 1;
+        if (last < periodLast_) {  // the rest with a later search
+            periodFrom_ = next_;
+            period_ = gap;
+        }
+    }
+
+    // Whether the positions of the period before `at` (whose word repeats `gap`
+    // bytes later) were each linked `gap` back: then no two of them share a hash,
+    // and as long as the bytes keep the period every position's latest
+    // predecessor with its hash lies exactly `gap` back.
+    bool periodicEntries(uint32_t at, uint32_t gap) const {
+        for (uint32_t k = at - gap + 1; k < at; ++k)
+            if (chain_[k & kChainMask] != gap) return false;
+        return true;
+    }
+
+    // Enters positions at .. last of a stretch with period `gap` (see
+    // periodicEntries) at once: each links `gap` back, and only the last period's
+    // positions become heads. No position of it continues a run (its bytes
+    // would all be one), but the last may start one.
+    void enterPeriod(uint32_t at, uint32_t last, uint32_t gap, bool& inRun, uint32_t& runFirst) {
+        for (uint32_t i = at; i <= last; ++i) chain_[i & kChainMask] = uint16_t(gap);
+        for (uint32_t i = last + 1 - gap; i <= last; ++i) head_[hashOf(base_ + i)] = i + 1;
+        const uint8_t* x = base_ + last;
+        inRun = load32le(x) == x[0] * 0x01010101u;
+        if (inRun) runFirst = last;
     }
 
     // The latest entered position before pos with x's hash (below the window's
@@ -336,9 +403,13 @@ private:
     const uint8_t* const base_;
     uint32_t* const head_;
     uint16_t* const chain_;
-    uint32_t next_;          // the next position to enter
-    bool inRun_ = false;     // next_ - 1 began a run word that continues
-    uint32_t runFirst_ = 0;  // the first position of that run
+    const uint32_t first_;     // the first position entered
+    uint32_t next_;            // the next position to enter
+    uint32_t period_ = 0;      // a noted periodic stretch (0: none): its period,
+    uint32_t periodFrom_ = 0;  // the first position to enter at once,
+    uint32_t periodLast_ = 0;  // and the last
+    bool inRun_ = false;       // next_ - 1 began a run word that continues
+    uint32_t runFirst_ = 0;    // the first position of that run
 };
 
 // Byte costs of the optimal parser: a node's price counts everything emitted so
