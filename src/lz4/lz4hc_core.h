@@ -242,6 +242,7 @@ private:
         enterEach(pos);
     }
 
+    // Position after position, but long runs at once.
     void enterEach(uint32_t pos) {
         // The loop runs on copies: the members could alias the tables' stores, and
         // would then go through memory at every position.
