@@ -18,6 +18,9 @@ namespace {
 constexpr int kLitSymbols = 286, kDistSymbols = 30, kEndOfBlock = 256;
 constexpr int32_t kWindow = 32768;
 constexpr int32_t kHashSize = 32768;
+// The one-probe matcher's head table: small enough to stay in the first-level
+// caches, which matters more to it than the candidates a larger table keeps.
+constexpr int32_t kFastestHashSize = 8192;
 // Records per block: small enough that no count of the 16-bit tables wraps, large
 // enough that a header (40-100 bytes) is a small share of the block.
 constexpr int32_t kBlockRecords = 32768;
@@ -175,7 +178,7 @@ void matchSegment(BitWriter& bw, const uint8_t* src, size_t len, size_t historyL
 }
 
 void fastestSegment(BitWriter& bw, const uint8_t* src, size_t len, bool last) {
-    std::vector<int32_t> head(kHashSize, -32768);
+    std::vector<int32_t> head(kFastestHashSize, -32768);
     std::array<LumDeflateHuffEntry, kLitSymbols> freq{}, litCodes{};
     std::array<LumDeflateHuffEntry, kDistSymbols> distFreq{}, distCodes{};
     const uint8_t* p = src;
@@ -217,9 +220,9 @@ void fastestSegment(BitWriter& bw, const uint8_t* src, size_t len, bool last) {
             const size_t room = 2 * size_t(blockLeft) + 64;
             dst = bw.reserve(room, at);
             int32_t made = int32_t(room);
-            const LumStatus st =
-                lumsDeflateLZ77Fastest_8u(&p, &blockLeft, &idx, p, kWindow, head.data(), kHashSize, litCodes.data(),
-                                          distCodes.data(), dst + at, &made, &bw.bitBuf, &bw.bitCount, 2);
+            const LumStatus st = lumsDeflateLZ77Fastest_8u(&p, &blockLeft, &idx, p, kWindow, head.data(),
+                                                           kFastestHashSize, litCodes.data(), distCodes.data(),
+                                                           dst + at, &made, &bw.bitBuf, &bw.bitCount, 2);
             check(st, "fastest matching");
             bw.done(at + uint32_t(made));
             if (st != lumStatusDstFull) break;
