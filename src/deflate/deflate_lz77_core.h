@@ -89,17 +89,14 @@ struct Matcher {
     LZ77_INLINE uint32_t hashAt(uint32_t i) const { return Ops::crc(read32(src + i)) & hashMask; }
 
     // Enters offset i under its CRC-32C key; returns the previous head.
-    LZ77_INLINE int32_t enter(uint32_t i) const {
-        const uint32_t h = hashAt(i);
+    LZ77_INLINE int32_t enter(uint32_t i) const { return enterAt(i, hashAt(i)); }
+    // The same with the key's hash h known.
+    LZ77_INLINE int32_t enterAt(uint32_t i, uint32_t h) const {
         const int32_t cand = head[h];
         chain[(idx + i) & winMask] = cand;
         head[h] = int32_t(idx + i);
         return cand;
     }
-    // The head entry of a position about to be entered: its load would otherwise
-    // wait on the cache at the start of the position's walk. Only for positions
-    // of the main loops, whose keys lie inside the input.
-    LZ77_INLINE void prefetchHead(uint32_t i) const { __builtin_prefetch(&head[hashAt(i)]); }
     LZ77_INLINE void enterRange(uint32_t from, uint32_t to) const {
         for (uint32_t i = from; i < to; ++i) enter(i);
     }

@@ -41,9 +41,15 @@ struct GreedyChained {
         const M m = matcher;
         Records r = records;
         const uint32_t chainLimit = uint32_t(prm.chain);
+        // The next position's hash, known one position ahead in the main loop so
+        // that its head entry is on its way while this one is walked.
+        uint32_t h = i < stop && !Tail ? m.hashAt(i) : 0;
         while (i < stop && !r.full()) {
-            const int32_t cand = m.enter(i);
-            if (!Tail && i + 1 < stop) m.prefetchHead(i + 1);
+            const int32_t cand = Tail ? m.enter(i) : m.enterAt(i, h);
+            if (!Tail && i + 1 < stop) {
+                h = m.hashAt(i + 1);
+                __builtin_prefetch(&m.head[h]);
+            }
             uint32_t best = kMinLen, d;
             if (Tail)
                 d = m.searchTail(i, cand, best, chainLimit, uint32_t(prm.nice), std::min(kMaxLen, stop - i));
@@ -54,7 +60,10 @@ struct GreedyChained {
                 ++i;
                 continue;
             }
-            if (!Tail && i + best < stop) m.prefetchHead(i + best);
+            if (!Tail && i + best < stop) {
+                h = m.hashAt(i + best);
+                __builtin_prefetch(&m.head[h]);
+            }
             r.match(best, d);
             if (best <= d) {
                 if (best <= insertLimit) m.enterRange(i + 1, i + best);

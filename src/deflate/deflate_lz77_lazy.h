@@ -79,13 +79,19 @@ struct Lazy {
         Pending pd = pending;
         const uint32_t chainLimit = uint32_t(prm.chain), good = uint32_t(prm.good), nice = uint32_t(prm.nice),
                        lazy = uint32_t(prm.limit);
+        // The next position's hash, known one position ahead in the main loop so
+        // that its head entry is on its way while this one is walked.
+        uint32_t h = i < stop && !Tail ? m.hashAt(i) : 0;
         while (i < stop && !r.full()) {
             if (pd.held && r.left() == 1) {
                 settle(m, r, i, pd);
                 break;
             }
-            const int32_t cand = m.enter(i);
-            if (!Tail && i + 1 < stop) m.prefetchHead(i + 1);
+            const int32_t cand = Tail ? m.enter(i) : m.enterAt(i, h);
+            if (!Tail && i + 1 < stop) {
+                h = m.hashAt(i + 1);
+                __builtin_prefetch(&m.head[h]);
+            }
             const uint32_t prevLen = pd.len;
             uint32_t best = std::max(kMinLen, prevLen), d = 0;
             if (prevLen < lazy) {
@@ -99,7 +105,10 @@ struct Lazy {
             }
             if (pd.held) {
                 if (d == 0 && prevLen >= 4) {
-                    if (!Tail && i - 1 + prevLen < stop) m.prefetchHead(i - 1 + prevLen);
+                    if (!Tail && i - 1 + prevLen < stop) {
+                        h = m.hashAt(i - 1 + prevLen);
+                        __builtin_prefetch(&m.head[h]);
+                    }
                     r.match(prevLen, pd.dist);
                     enterInner(m, i - 1, prevLen, pd.dist);
                     i += prevLen - 1;
