@@ -166,11 +166,13 @@ struct Matcher {
     // The walk from candidate cand on, each next candidate read from the chain.
     template <bool Reduce>
     LZ77_INLINE void walkFrom(uint32_t i, int32_t cand, Walk& w, const DeflateMatchParams& prm) const {
+        // The loop carries the candidate's position, not its distance: one chain
+        // entry's address is then one mask away from the entry before.
         const uint32_t p = idx + i;
-        for (uint32_t d = p - uint32_t(cand); inReach(d);) {
-            const int32_t next = chain[(p - d) & winMask];
-            if (examine<Reduce>(i, d, w, prm)) return;
-            d = p - uint32_t(next);
+        for (uint32_t c = uint32_t(cand); inReach(p - c);) {
+            const int32_t next = chain[c & winMask];
+            if (examine<Reduce>(i, p - c, w, prm)) return;
+            c = uint32_t(next);
         }
     }
 
