@@ -158,6 +158,7 @@ def machine(context):
                            text=True).stdout.strip()
     caches = ", ".join(f"L{c['level']} {c['type'][0].lower()} {c['size'] // 1024} KiB"
                        for c in context.get("caches", []))
+    caches = caches or "caches not reported"
     return (f"{cpu}; {context.get('num_cpus')} cores at {context.get('mhz_per_cpu')} MHz ({caches}); "
             f"{compiler}; commit {commit}{' (modified)' if dirty else ''}; {date.today().isoformat()}")
 
