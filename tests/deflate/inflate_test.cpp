@@ -18,23 +18,14 @@
 
 #include "lumdc.h"
 #include "test_support.h"
+#include "zlib_peer.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 
 Bytes zlibDeflate(const Bytes& src, int level, int strategy = Z_DEFAULT_STRATEGY) {
-    z_stream z{};
-    EXPECT_EQ(deflateInit2(&z, level, Z_DEFLATED, -15, 8, strategy), Z_OK);
-    Bytes out(deflateBound(&z, uLong(src.size())) + 16);
-    z.next_in = const_cast<Bytef*>(src.data());
-    z.avail_in = uInt(src.size());
-    z.next_out = out.data();
-    z.avail_out = uInt(out.size());
-    EXPECT_EQ(deflate(&z, Z_FINISH), Z_STREAM_END);
-    out.resize(z.total_out);
-    deflateEnd(&z);
-    return out;
+    return lumtest::zlibCompress(src, -15, level, strategy);
 }
 
 Bytes libdeflateDeflate(const Bytes& src, int level) {

@@ -14,25 +14,14 @@
 
 #include "deflate_reader.h"
 #include "test_support.h"
+#include "zlib_peer.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 using lumcodec::DeflateFraming;
 
-Bytes zlibCompress(const Bytes& src, int windowBits, int level = 6) {
-    z_stream z{};
-    EXPECT_EQ(deflateInit2(&z, level, Z_DEFLATED, windowBits, 8, Z_DEFAULT_STRATEGY), Z_OK);
-    Bytes out(deflateBound(&z, uLong(src.size())) + 32);
-    z.next_in = const_cast<Bytef*>(src.data());
-    z.avail_in = uInt(src.size());
-    z.next_out = out.data();
-    z.avail_out = uInt(out.size());
-    EXPECT_EQ(deflate(&z, Z_FINISH), Z_STREAM_END);
-    out.resize(z.total_out);
-    deflateEnd(&z);
-    return out;
-}
+using lumtest::zlibCompress;
 
 uint64_t faultOffset(const Bytes& stream, DeflateFraming framing) {
     try {
