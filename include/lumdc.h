@@ -237,11 +237,13 @@ typedef struct DeflateMatchParams {
  * output always starts at index 0. flush >= 2 marks the last piece: everything is
  * consumed and the last two or three bytes go out as literals. Below 2 the call
  * holds back the last 261 bytes (the longest match and the hashing of its last
- * positions) for the next call, so the records do not depend on how the input was
- * split. compLevel 0..29: 0, 10 and 20 match greedily with one rolling 3-byte hash
- * probe, 1-4 and 11-14, 21-24 greedily over CRC-32C hash chains, the rest lazily.
- * -8 null pointer, -6 winSize or hashSize out of range or compLevel > 29. No failed
- * check touches a table or pointer. */
+ * positions) for the next call, so that a split of the input changes the records
+ * only where a lazy match is cut off from its look one later (a call's end or one
+ * record of room) or positions are renumbered. compLevel 0..29: 0, 10 and 20
+ * match greedily with one rolling 3-byte hash probe, 1-4 and 11-14, 21-24 greedily
+ * over CRC-32C hash chains, the rest lazily. -8 null pointer, -6 winSize or
+ * hashSize out of range or compLevel > 29. No failed check touches a table or
+ * pointer. */
 LUMDC_API LumStatus lumsDeflateLZ77_8u(const uint8_t** ppSrc, uint32_t* pSrcLen, uint32_t* pSrcIdx,
                                        const uint8_t* pWindow, int32_t winSize, int32_t* pHashHead, int32_t* pHashPrev,
                                        int32_t hashSize, LumDeflateHuffEntry* pLitFreq, LumDeflateHuffEntry* pDistFreq,

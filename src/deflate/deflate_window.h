@@ -17,9 +17,10 @@ inline int32_t renumbered(int32_t entry, int64_t delta) {
 
 // Renumbers positions once the call could carry them near 2^31: the current
 // position becomes winSize and every head (and, given, chain) entry moves with it.
-// The test is made on the call's own numbers before anything is read, so the same
-// input split differently renumbers at a different call but finds the same matches
-// (only distances matter, and they are kept).
+// The test is made on the call's own numbers before anything is read. Entries keep
+// their distances but not their chain slots (a slot is a position modulo winSize),
+// so a chain walk after renumbering may see other candidates than one without it:
+// the records stay valid, not identical to an unrenumbered run's.
 inline void rebase(uint32_t& srcIdx, uint32_t srcLen, int32_t winSize, int32_t* head, int32_t hashSize,
                    int32_t* chain) {
     if (srcIdx + uint32_t(winSize) + srcLen < (srcLen ^ 0x7FFFFFFFu) || srcIdx <= uint32_t(winSize)) return;
