@@ -6,7 +6,7 @@
 
 namespace lumdc::deflate {
 
-inline constexpr int kLitSymbols = 286;   // 0..255 literals, 256 end of block, 257..285 lengths
+inline constexpr int kLitSymbols = 286;  // 0..255 literals, 256 end of block, 257..285 lengths
 inline constexpr int kDistSymbols = 30;
 inline constexpr int kEndOfBlock = 256;
 inline constexpr int kMinMatch = 3;
@@ -14,13 +14,13 @@ inline constexpr int kMaxMatch = 258;
 inline constexpr int kMaxCodeBits = 15;
 
 // Base (length - 3) and extra bits of length codes 0..28 (symbols 257..285).
-inline constexpr uint8_t kLengthBase[29] = {0,  1,  2,  3,  4,  5,  6,   7,   8,   10,  12,  14,  16,  20, 24,
+inline constexpr uint8_t kLengthBase[29] = {0,  1,  2,  3,  4,  5,  6,  7,  8,   10,  12,  14,  16,  20, 24,
                                             28, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 255};
 inline constexpr uint8_t kLengthExtra[29] = {0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2,
                                              2, 3, 3, 3, 3, 4, 4, 4, 4, 5, 5, 5, 5, 0};
 // Base (distance - 1) and extra bits of distance codes 0..29.
-inline constexpr uint16_t kDistBase[30] = {0,    1,    2,    3,    4,    6,    8,     12,    16,    24,
-                                           32,   48,   64,   96,   128,  192,  256,   384,   512,   768,
+inline constexpr uint16_t kDistBase[30] = {0,    1,    2,    3,    4,    6,    8,    12,    16,    24,
+                                           32,   48,   64,   96,   128,  192,  256,  384,   512,   768,
                                            1024, 1536, 2048, 3072, 4096, 6144, 8192, 12288, 16384, 24576};
 inline constexpr uint8_t kDistExtra[30] = {0, 0, 0, 0, 1, 1, 2, 2,  3,  3,  4,  4,  5,  5,  6,
                                            6, 7, 7, 8, 8, 9, 9, 10, 10, 11, 11, 12, 12, 13, 13};
@@ -40,8 +40,10 @@ struct CodeTable {
         for (int c = 0; c < 30; ++c) {
             const int first = kDistBase[c], count = 1 << kDistExtra[c];
             for (int d = first; d < first + count; ++d) {
-                if (d < 256) t[256 + d] = uint8_t(c);
-                else t[512 + (d >> 7)] = uint8_t(c);
+                if (d < 256)
+                    t[256 + d] = uint8_t(c);
+                else
+                    t[512 + (d >> 7)] = uint8_t(c);
             }
         }
     }
